@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+class File;
+
+// The exam document. The header fields come first in the exam file, in this
+// order: reserved block, code, name, maximum score, passing score, duration.
+class Exam
+{
+public:
+    Exam();
+    ~Exam();
+    Exam(const Exam&) = delete;
+    Exam& operator=(const Exam&) = delete;
+
+    // Reads only the header of `path`. A file that ends inside the header
+    // leaves the fields the short reads produced; a missing or unreadable file
+    // raises under "Exam::LoadHeader()". FileName keeps `path` as given.
+    bool LoadHeader(const QString& path);
+
+    const QString& Code() const { return m_code; }
+    void SetCode(const QString& code) { m_code = code; }
+    const QString& Name() const { return m_name; }
+    void SetName(const QString& name) { m_name = name; }
+    // Minutes allowed for a sitting.
+    qint16 Duration() const { return m_duration; }
+    void SetDuration(qint16 minutes) { m_duration = minutes; }
+    qint16 MaxScore() const { return m_maxScore; }
+    void SetMaxScore(qint16 score) { m_maxScore = score; }
+    qint16 PassScore() const { return m_passScore; }
+    void SetPassScore(qint16 score) { m_passScore = score; }
+    // The opaque leading block of the file, written back unchanged.
+    const QByteArray& Reserved() const { return m_reserved; }
+    void SetReserved(const QByteArray& bytes) { m_reserved = bytes; }
+    bool IsEnded() const { return m_isEnded; }
+    const QString& FileName() const { return m_fileName; }
+
+    void EndExam() { m_isEnded = true; }
+
+    // The header record at the file's position, shared with the full record.
+    void ReadHeader(File& file);
+    void WriteHeader(File& file) const;
+
+private:
+    QString m_code;
+    QString m_name;
+    qint16 m_duration = 0;
+    qint16 m_maxScore = 0;
+    qint16 m_passScore = 0;
+    QByteArray m_reserved;
+    bool m_isEnded = false;
+    QString m_fileName;
+};

@@ -1,0 +1,208 @@
+#include "model/Common.h"
+#include "model/Error.h"
+
+#include <QTest>
+
+#include <cerrno>
+
+class CommonTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void formatText_data();
+    void formatText();
+    void formatDuration_data();
+    void formatDuration();
+    void trimNull_data();
+    void trimNull();
+    void shiftLeft_data();
+    void shiftLeft();
+    void shiftLeftOverflows();
+    void blanks();
+    void systemErrorText_data();
+    void systemErrorText();
+    void checkApiResultRaisesErrno();
+    void syncShell_data();
+    void syncShell();
+    void syncShellMissingCommand();
+    void splitCommandLine_data();
+    void splitCommandLine();
+};
+
+void CommonTest::formatText_data()
+{
+    QTest::addColumn<QString>("tmpl");
+    QTest::addColumn<QVariantList>("values");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("placeholders around a break") << "{1}{CRLF}{2}" << QVariantList { "a", "b" } << "a\r\nb";
+    QTest::newRow("lower-case break") << "x{crlf}y{CrLf}z" << QVariantList {} << "x\r\ny\r\nz";
+    QTest::newRow("value holding the next placeholder") << "{1}" << QVariantList { "{2}", "x" } << "x";
+    QTest::newRow("later value is not re-expanded") << "{1}{2}" << QVariantList { "a", "{1}" } << "a{1}";
+    QTest::newRow("placeholder without value stays") << "{1} {3}" << QVariantList { "a", "b" } << "a {3}";
+    QTest::newRow("{10} is not {1}") << "{10}{1}" << QVariantList { "v" } << "{10}v";
+    QTest::newRow("repeated placeholder") << "{1}-{1}" << QVariantList { "z" } << "z-z";
+    QTest::newRow("numbers") << "{1} of {2}" << QVariantList { 7, qint16(50) } << "7 of 50";
+    QTest::newRow("empty template") << "" << QVariantList { "a" } << "";
+}
+
+void CommonTest::formatText()
+{
+    QFETCH(QString, tmpl);
+    QFETCH(QVariantList, values);
+    QTEST(FormatText(tmpl, values), "expected");
+}
+
+void CommonTest::formatDuration_data()
+{
+    QTest::addColumn<qint32>("seconds");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("zero") << 0 << "00:00:00";
+    QTest::newRow("one of each") << 3661 << "01:01:01";
+    QTest::newRow("last second of a day") << 86399 << "23:59:59";
+    QTest::newRow("hours above 99") << 100 * 3600 + 5 << "100:00:05";
+    QTest::newRow("exam of 90 minutes less one second") << 5399 << "01:29:59";
+}
+
+void CommonTest::formatDuration()
+{
+    QFETCH(qint32, seconds);
+    QTEST(FormatDuration(seconds), "expected");
+}
+
+void CommonTest::trimNull_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("NUL first") << QString(QChar(0)) + "abc" << "";
+    QTest::newRow("NUL inside") << "ab" + QString(QChar(0)) + "c" + QString(QChar(0)) << "ab";
+    QTest::newRow("no NUL") << "abc" << "abc";
+}
+
+void CommonTest::trimNull()
+{
+    QFETCH(QString, text);
+    const QString returned = TrimNull(text);
+    QTEST(returned, "expected");
+    QTEST(text, "expected");
+}
+
+void CommonTest::shiftLeft_data()
+{
+    QTest::addColumn<qint16>("value");
+    QTest::addColumn<qint16>("bits");
+    QTest::addColumn<qint32>("expected");
+    QTest::newRow("key length word") << qint16(40) << qint16(16) << 0x00280000;
+    QTest::newRow("negative") << qint16(-1) << qint16(3) << -8;
+    QTest::newRow("no shift") << qint16(5) << qint16(0) << 5;
+    QTest::newRow("right shift rounds half to even") << qint16(5) << qint16(-1) << 2;
+    QTest::newRow("largest") << qint16(1) << qint16(30) << (1 << 30);
+}
+
+void CommonTest::shiftLeft()
+{
+    QFETCH(qint16, value);
+    QFETCH(qint16, bits);
+    QTEST(ShiftLeft(value, bits), "expected");
+}
+
+void CommonTest::shiftLeftOverflows()
+{
+    try {
+        ShiftLeft(1, 31);
+        QFAIL("no overflow raised");
+    } catch (const Error& e) {
+        QCOMPARE(e.Number(), ErrorNumber::Overflow);
+    }
+}
+
+void CommonTest::blanks()
+{
+    QVERIFY(IsBlank(""));
+    QVERIFY(IsBlank("   "));
+    QVERIFY(!IsBlank(" a "));
+    QVERIFY(!IsBlank("\t")); // only spaces are blanks
+    QCOMPARE(TrimBlanks("  a b  "), QString("a b"));
+    QCOMPARE(NullBuffer(3), QString(3, QChar(0)));
+    QCOMPARE(Percentage(1, 4), 25.0f);
+    QCOMPARE(PercentOf(200, 15), 30.0f);
+}
+
+void CommonTest::systemErrorText_data()
+{
+    QTest::addColumn<qint32>("code");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("no such file") << ENOENT << "No such file or directory";
+    QTest::newRow("network range has no table here") << 2250 << "Unknown error";
+    QTest::newRow("unknown code") << 99999 << "Unknown error";
+}
+
+void CommonTest::systemErrorText()
+{
+    QFETCH(qint32, code);
+    QTEST(SystemErrorText(code), "expected");
+}
+
+void CommonTest::checkApiResultRaisesErrno()
+{
+    CheckApiResult(true);
+    errno = EACCES;
+    try {
+        CheckApiResult(false);
+        QFAIL("nothing raised");
+    } catch (const Error& e) {
+        QCOMPARE(e.Number(), EACCES);
+        QCOMPARE(e.Description(), QString("System Error: 0xD\nPermission denied"));
+    }
+}
+
+void CommonTest::syncShell_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<qint32>("exitCode");
+    QTest::newRow("success") << "true" << 0;
+    QTest::newRow("exit code passed back") << "sh -c 'exit 42'" << 42;
+    QTest::newRow("quoted argument kept whole") << "sh -c \"test 'a b' = 'a b'\"" << 0;
+    QTest::newRow("killed by a signal") << "sh -c 'kill -9 $$'" << -1;
+}
+
+void CommonTest::syncShell()
+{
+    QFETCH(QString, command);
+    QTEST(SyncShell(command), "exitCode");
+}
+
+void CommonTest::syncShellMissingCommand()
+{
+    const QString command = "/nonexistent/practorium-no-such-tool --flag";
+    try {
+        SyncShell(command);
+        QFAIL("nothing raised");
+    } catch (const Error& e) {
+        QCOMPARE(e.Number(), 5);
+        QCOMPARE(e.Source(), QString("SyncShell()"));
+        QCOMPARE(e.Description(), "Unable to execute command " + command);
+    }
+}
+
+void CommonTest::splitCommandLine_data()
+{
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QStringList>("words");
+    QTest::newRow("blanks collapse") << "  a   b\tc " << QStringList { "a", "b", "c" };
+    QTest::newRow("single quotes are literal") << "x 'a \\\" b'" << QStringList { "x", "a \\\" b" };
+    QTest::newRow("double quotes with escapes") << "\"a \\\"q\\\" \\n\"" << QStringList { "a \"q\" \\n" };
+    QTest::newRow("quotes join a word") << "pre'mid'\"post\"" << QStringList { "premidpost" };
+    QTest::newRow("empty quoted word kept") << "a '' b" << QStringList { "a", "", "b" };
+    QTest::newRow("backslash escapes a blank") << "a\\ b" << QStringList { "a b" };
+    QTest::newRow("empty line") << "" << QStringList {};
+}
+
+void CommonTest::splitCommandLine()
+{
+    QFETCH(QString, line);
+    QTEST(SplitCommandLine(line), "words");
+}
+
+QTEST_GUILESS_MAIN(CommonTest)
+#include "CommonTest.moc"
