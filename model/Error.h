@@ -17,6 +17,8 @@ constexpr qint32 TypeMismatch = 13;
 constexpr qint32 Internal = 51;          // "Internal error"
 constexpr qint32 AppBase = static_cast<qint32>(0x80040000u);
 constexpr qint32 AppFirst = AppBase + 1;
+// A count or length in an exam file that the file cannot hold.
+constexpr qint32 DamagedFile = AppBase + 1;
 } // namespace ErrorNumber
 
 // The one error type of the program: a 32-bit number, the source that raised

@@ -1,7 +1,14 @@
 #include "model/Exam.h"
 
+#include "model/Common.h"
 #include "model/Error.h"
 #include "model/File.h"
+
+namespace {
+const QString SrcLoadHeader = QStringLiteral("Exam::LoadHeader()");
+// Load raises under Save's name too; callers and logs know it by that name.
+const QString SrcSave = QStringLiteral("Exam::Save()");
+} // namespace
 
 Exam::Exam() = default;
 Exam::~Exam() = default;
@@ -37,7 +44,69 @@ bool Exam::LoadHeader(const QString& path)
         m_fileName = path;
     } catch (...) {
         // The File closes itself as the stack unwinds.
-        Error::Rethrow(QStringLiteral("Exam::LoadHeader()"));
+        Error::Rethrow(SrcLoadHeader);
     }
     return result;
+}
+
+bool Exam::Load(const QString& path)
+{
+    bool result = false;
+    try {
+        File file;
+        file.OpenFile(path, File::BinaryMode, File::GenericRead, File::OpenExisting);
+        m_questions.Clear();
+        Deserialize(file);
+        file.CloseFile();
+        result = true;
+        m_fileName = path;
+    } catch (...) {
+        Error::Rethrow(SrcSave);
+    }
+    return result;
+}
+
+bool Exam::Save(const QString& path)
+{
+    try {
+        File file;
+        file.OpenFile(path, File::BinaryMode, File::GenericWrite, File::CreateAlways);
+        Serialize(file);
+        m_fileName = path;
+        // Closed here rather than on release so that a failed final write
+        // raises instead of passing silently.
+        file.CloseFile();
+    } catch (...) {
+        Error::Rethrow(SrcSave);
+    }
+    return false;
+}
+
+bool Exam::Serialize(File& file) const
+{
+    WriteHeader(file);
+    m_questions.Serialize(file);
+    return true;
+}
+
+bool Exam::Deserialize(File& file)
+{
+    ReadHeader(file);
+    m_questions.Deserialize(file);
+    return true;
+}
+
+qint16 Exam::CalculateScore() const
+{
+    qint16 correct = 0;
+    for (const Question& question : m_questions) {
+        if (question.Answer() == question.CorrectAnswer())
+            ++correct;
+    }
+    const QString source = QStringLiteral("Exam::CalculateScore()");
+    // Without items the division is 0 / 0, which is an overflow rather than a
+    // division by zero.
+    if (m_questions.Count() == 0)
+        Error::Raise(ErrorNumber::Overflow, source, QStringLiteral("Overflow"));
+    return RoundToInt16(double(correct) / double(m_questions.Count()) * double(m_maxScore), source);
 }

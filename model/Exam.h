@@ -1,13 +1,17 @@
 #pragma once
 
+#include "model/ISerializable.h"
+#include "model/Questions.h"
+
 #include <QByteArray>
 #include <QString>
 
 class File;
 
-// The exam document. The header fields come first in the exam file, in this
-// order: reserved block, code, name, maximum score, passing score, duration.
-class Exam
+// The exam document: header, items, and the state of the sitting on it.
+// The file is the header (reserved block, code, name, maximum score, passing
+// score, duration), then the Questions record; nothing follows.
+class Exam : public ISerializable
 {
 public:
     Exam();
@@ -19,6 +23,25 @@ public:
     // leaves the fields the short reads produced; a missing or unreadable file
     // raises under "Exam::LoadHeader()". FileName keeps `path` as given.
     bool LoadHeader(const QString& path);
+
+    // Replaces the questions with the file's. Errors raise under
+    // "Exam::Save()" (the same name as Save's).
+    bool Load(const QString& path);
+    // Writes the exam over `path`. Returns false even on success: success is
+    // the absence of a raised error ("Exam::Save()").
+    bool Save(const QString& path);
+
+    bool Serialize(File& file) const override;
+    bool Deserialize(File& file) override;
+
+    // Correct items / items * MaxScore, rounded half to even. An item is
+    // correct when its Answer equals its CorrectAnswer exactly; there is no
+    // partial credit. With no items (0 / 0), or a result outside 16 bits,
+    // raises error 6 (Overflow).
+    qint16 CalculateScore() const;
+
+    ::Questions& Questions() { return m_questions; }
+    const ::Questions& Questions() const { return m_questions; }
 
     const QString& Code() const { return m_code; }
     void SetCode(const QString& code) { m_code = code; }
@@ -52,4 +75,5 @@ private:
     QByteArray m_reserved;
     bool m_isEnded = false;
     QString m_fileName;
+    ::Questions m_questions;
 };

@@ -1,0 +1,288 @@
+#include "model/IO.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLocale>
+#include <QTemporaryDir>
+#include <QTest>
+
+class IOTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+    void folderId_data();
+    void folderId();
+    void specialFolder_data();
+    void specialFolder();
+    void specialFolderDefaultsToLocalShare();
+    void combinePath_data();
+    void combinePath();
+    void fileExists_data();
+    void fileExists();
+    void subFolders();
+    void subFoldersOfEmptyOrMissingFolder();
+    void pathParts_data();
+    void pathParts();
+    void changeExtension_data();
+    void changeExtension();
+    void formatSize_data();
+    void formatSize();
+
+private:
+    QString Touch(const QString& relative);
+
+    QTemporaryDir m_home;
+    QTemporaryDir m_files;
+};
+
+void IOTest::initTestCase()
+{
+    QVERIFY(m_home.isValid() && m_files.isValid());
+    // Every folder the lookups can reach points into the temporary home.
+    qputenv("HOME", QFile::encodeName(m_home.path()));
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_home.filePath("config")));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_home.filePath("data")));
+    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_home.filePath("cache")));
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+}
+
+void IOTest::cleanup()
+{
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(m_home.filePath("data")));
+}
+
+QString IOTest::Touch(const QString& relative)
+{
+    QFile file(m_files.filePath(relative));
+    if (!file.open(QIODevice::WriteOnly))
+        qFatal("cannot create %s", qPrintable(file.fileName()));
+    return file.fileName();
+}
+
+void IOTest::folderId_data()
+{
+    QTest::addColumn<QString>("macro");
+    QTest::addColumn<qint32>("id");
+    const QList<QPair<const char*, qint32>> table = {
+        { "$(DESKTOP)", 0 }, { "$(PROGRAMSMENU)", 2 }, { "$(MYDOCUMENTS)", 5 },
+        { "$(FAVORITES)", 6 }, { "$(STARTUP)", 7 }, { "$(RECENT)", 8 },
+        { "$(SENDTO)", 9 }, { "$(STARTMENU)", 11 }, { "$(DESKTOPFOLDER)", 16 },
+        { "$(NETWORK)", 18 }, { "$(NETHOOD)", 19 }, { "$(FONTS)", 20 },
+        { "$(TEMPLATES)", 21 }, { "$(ALLUSERSSTARTMENU)", 22 }, { "$(ALLUSERSPROGRAMSMENU)", 23 },
+        { "$(ALLUSERSSTARTUP)", 24 }, { "$(ALLUSERSDESKTOP)", 25 }, { "$(APPDATA)", 26 },
+        { "$(PRINTHOOD)", 27 }, { "$(LOCALAPPDATA)", 28 }, { "$(ALLUSERSFAVORITES)", 31 },
+        { "$(INTERNETCACHE)", 32 }, { "$(COOKIES)", 33 }, { "$(HISTORY)", 34 },
+        { "$(ALLUSERSAPPDATA)", 35 }, { "$(WINDOWS)", 36 }, { "$(SYSTEM)", 37 },
+        { "$(PROGRAMFILES)", 38 }, { "$(MYPICTURES)", 39 }, { "$(PROFILE)", 40 },
+        { "$(COMMONFILES)", 43 }, { "$(ALLUSERSTEMPLATES)", 45 }, { "$(ALLUSERSDOCUMENTS)", 46 },
+        { "$(ALLUSERSADMINTOOLS)", 47 },
+    };
+    QCOMPARE(table.size(), 34);
+    for (const auto& [macro, id] : table)
+        QTest::newRow(macro) << QString::fromLatin1(macro) << id;
+
+    QTest::newRow("mixed case") << "$(ProgramFiles)" << 38;
+    QTest::newRow("lower case in blanks") << " $(programfiles) " << 38;
+    QTest::newRow("macro with a path") << "$(PROGRAMFILES)/X" << 0;
+    QTest::newRow("tab is not a blank") << "\t$(PROGRAMFILES)" << 0;
+    QTest::newRow("without parentheses") << "PROGRAMFILES" << 0;
+    QTest::newRow("empty") << "" << 0;
+}
+
+void IOTest::folderId()
+{
+    QFETCH(QString, macro);
+    QTEST(GetFolderID(macro), "id");
+}
+
+void IOTest::specialFolder_data()
+{
+    QTest::addColumn<QString>("macro");
+    QTest::addColumn<QString>("relative"); // to the temporary home; "-" for no folder
+    QTest::newRow("program files is the data home") << "$(PROGRAMFILES)" << "data";
+    QTest::newRow("local app data") << " $(localappdata)" << "data";
+    QTest::newRow("app data is the config home") << "$(APPDATA)" << "config";
+    QTest::newRow("internet cache") << "$(INTERNETCACHE)" << "cache";
+    QTest::newRow("profile") << "$(PROFILE)" << "";
+    QTest::newRow("documents") << "$(MYDOCUMENTS)" << "Documents";
+    QTest::newRow("unknown macro is the desktop") << "$(NOSUCHFOLDER)" << "Desktop";
+    QTest::newRow("network has no folder") << "$(NETWORK)" << "-";
+    QTest::newRow("cookies have no folder") << "$(COOKIES)" << "-";
+}
+
+void IOTest::specialFolder()
+{
+    QFETCH(QString, macro);
+    QFETCH(QString, relative);
+    const QString expected = relative == "-" ? QString() : QDir::cleanPath(m_home.path() + '/' + relative);
+    QCOMPARE(GetSpecialFolder(macro), expected);
+}
+
+void IOTest::specialFolderDefaultsToLocalShare()
+{
+    qunsetenv("XDG_DATA_HOME");
+    QCOMPARE(GetSpecialFolder("$(PROGRAMFILES)"), m_home.filePath(".local/share"));
+}
+
+void IOTest::combinePath_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("blanks after folder") << "/a " << "B" << "/a/B";
+    QTest::newRow("folder ends with separator") << "/a/" << "B" << "/a/B";
+    QTest::newRow("name kept as given") << " /a" << " B " << "/a/ B ";
+    QTest::newRow("empty folder") << "" << "B" << "/B";
+    QTest::newRow("separator in blanks") << "/a/  " << "B" << "/a/B";
+}
+
+void IOTest::combinePath()
+{
+    QFETCH(QString, folder);
+    QFETCH(QString, name);
+    QTEST(CombinePath(folder, name), "expected");
+}
+
+void IOTest::fileExists_data()
+{
+    QTest::addColumn<QString>("relative");
+    QTest::addColumn<bool>("expected");
+    QTest::newRow("file") << "ABC-101.exam" << true;
+    QTest::newRow("missing file") << "ABC-102.exam" << false;
+    QTest::newRow("folder") << "sub" << true;
+    QTest::newRow("star") << "*.exam" << true;
+    QTest::newRow("star without match") << "*.exe" << false;
+    QTest::newRow("question mark") << "ABC-10?.exam" << true;
+    QTest::newRow("star finds hidden file") << "*.hidden" << true;
+    QTest::newRow("brackets are literal") << "Exam [1].exam" << true;
+    QTest::newRow("brackets are no class") << "Exam [2].exam" << false;
+    QTest::newRow("backslash is literal") << "back\\slash" << true;
+    QTest::newRow("inside missing folder") << "nowhere/*" << false;
+}
+
+void IOTest::fileExists()
+{
+    QFETCH(QString, relative);
+    QVERIFY(QDir(m_files.path()).mkpath("sub"));
+    Touch("ABC-101.exam");
+    Touch(".hidden");
+    Touch("Exam [1].exam");
+    Touch("Exam 2.exam");
+    Touch("back\\slash");
+    QTEST(FileExists(m_files.filePath(relative)), "expected");
+}
+
+void IOTest::subFolders()
+{
+    QTemporaryDir dir;
+    QDir root(dir.path());
+    QVERIFY(root.mkpath("one") && root.mkpath(".two") && root.mkpath("elsewhere"));
+    QVERIFY(QFile::link(root.filePath("elsewhere"), root.filePath("link")));
+    QVERIFY(QFile::link(root.filePath("gone"), root.filePath("dangling")));
+    QFile file(root.filePath("file.exam"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+
+    QStringList names = GetSubFolders(dir.path() + "  ");
+    names.sort();
+    QCOMPARE(names, QStringList({ ".", "..", ".two", "elsewhere", "link", "one" }));
+}
+
+void IOTest::subFoldersOfEmptyOrMissingFolder()
+{
+    QTemporaryDir dir;
+    QStringList names = GetSubFolders(dir.path());
+    names.sort();
+    QCOMPARE(names, QStringList({ ".", ".." }));
+    QCOMPARE(GetSubFolders(dir.filePath("missing")), QStringList());
+}
+
+void IOTest::pathParts_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("stem");
+    QTest::addColumn<QString>("extension");
+    QTest::newRow("full path") << "/x/ABC-101/ABC-101.exam" << "ABC-101.exam" << "ABC-101" << "exam";
+    QTest::newRow("no folder") << "a.b.c" << "a.b.c" << "a.b" << "c";
+    QTest::newRow("no extension") << "/x/readme" << "readme" << "readme" << "";
+    QTest::newRow("trailing dot") << "file." << "file." << "file" << "";
+    QTest::newRow("hidden file") << "/x/.profile" << ".profile" << "" << "profile";
+    QTest::newRow("blanks around") << " a.txt  " << " a.txt  " << " a" << "txt";
+    QTest::newRow("ends with separator") << "/x/" << "" << "" << "";
+    QTest::newRow("dot only in a folder") << "/x.d/file" << "file" << "file" << "d/file";
+}
+
+void IOTest::pathParts()
+{
+    QFETCH(QString, path);
+    QTEST(GetFileName(path), "name");
+    QTEST(GetFileName(path, true), "stem");
+    QTEST(GetExtension(path), "extension");
+}
+
+void IOTest::changeExtension_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("extension");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("without dot") << "x.txt" << "exe" << "x.exe";
+    QTest::newRow("with dot") << "x.txt" << ".exe" << "x.exe";
+    QTest::newRow("doubled dot") << "x.txt" << "..exe" << "x.exe";
+    QTest::newRow("no old extension") << "ABC-101" << "exam" << "ABC-101.exam";
+    QTest::newRow("dotted folder name") << "ABC.101" << "exam" << "ABC.exam";
+    QTest::newRow("only the last extension") << "/t/a.tar.gz" << "zip" << "/t/a.tar.zip";
+    QTest::newRow("empty removes") << "x.txt" << "" << "x";
+}
+
+void IOTest::changeExtension()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, extension);
+    QFETCH(QString, expected);
+    QCOMPARE(ChangeExtension(path, extension), expected);
+    QCOMPARE(path, expected);
+}
+
+void IOTest::formatSize_data()
+{
+    QTest::addColumn<QLocale>("locale");
+    QTest::addColumn<double>("size");
+    QTest::addColumn<qint16>("decimals");
+    QTest::addColumn<QString>("expected");
+    const QLocale us(QLocale::English, QLocale::UnitedStates);
+    const QLocale de(QLocale::German, QLocale::Germany);
+    QTest::newRow("bytes") << us << 512.0 << qint16(0) << "512 bytes";
+    QTest::newRow("bytes ignore decimals") << us << 512.0 << qint16(2) << "512 bytes";
+    QTest::newRow("zero") << us << 0.0 << qint16(2) << "0 bytes";
+    QTest::newRow("last byte count, grouped") << us << 1023.0 << qint16(0) << "1,023 bytes";
+    QTest::newRow("first kilobyte") << us << 1024.0 << qint16(2) << "1.00 KB";
+    QTest::newRow("kilobytes") << us << 1536.0 << qint16(1) << "1.5 KB";
+    QTest::newRow("a million bytes") << us << 1000000.0 << qint16(2) << "976.56 KB";
+    QTest::newRow("999 KB") << us << 1022976.0 << qint16(0) << "999 KB";
+    QTest::newRow("1000 KB is megabytes") << us << 1024000.0 << qint16(2) << "0.98 MB";
+    QTest::newRow("last megabyte row") << us << 999999.0 * 1024 << qint16(2) << "976.56 MB";
+    QTest::newRow("gigabytes") << us << 1e6 * 1024 << qint16(2) << "0.95 GB";
+    QTest::newRow("terabytes") << us << 1e9 * 1024 << qint16(2) << "0.93 TB";
+    QTest::newRow("petabytes") << us << 1e12 * 1024 << qint16(2) << "0.91 PB";
+    QTest::newRow("exabytes") << us << 1e15 * 1024 << qint16(2) << "0.89 EB";
+    QTest::newRow("grouped exabytes") << us << 0x1p70 << qint16(0) << "1,024 EB";
+    QTest::newRow("german decimal sign") << de << 1536.0 << qint16(1) << "1,5 KB";
+    QTest::newRow("german grouping") << de << 1023.0 << qint16(0) << "1.023 bytes";
+    QTest::newRow("C locale still groups") << QLocale::c() << 1023.0 << qint16(0) << "1,023 bytes";
+}
+
+void IOTest::formatSize()
+{
+    QFETCH(QLocale, locale);
+    QFETCH(double, size);
+    QFETCH(qint16, decimals);
+    QLocale::setDefault(locale);
+    QTEST(FormatSize(size, decimals), "expected");
+}
+
+QTEST_GUILESS_MAIN(IOTest)
+#include "IOTest.moc"
