@@ -38,6 +38,19 @@ QString ToUnicode(const char* bytes, qsizetype count)
     return text;
 }
 
+QString ToUnicodeMasked(const char* bytes, const char* mask, qsizetype count)
+{
+    QString text(count, Qt::Uninitialized);
+    char16_t* out = reinterpret_cast<char16_t*>(text.data());
+    const auto* in = reinterpret_cast<const unsigned char*>(bytes);
+    const auto* key = reinterpret_cast<const unsigned char*>(mask);
+    for (qsizetype i = 0; i < count; ++i) {
+        const unsigned char b = in[i] ^ key[i];
+        out[i] = (b >= 0x80 && b < 0xA0) ? HighControls[b - 0x80] : char16_t(b);
+    }
+    return text;
+}
+
 QByteArray FromUnicode(QStringView text)
 {
     QByteArray bytes(text.size(), Qt::Uninitialized);

@@ -17,6 +17,10 @@ inline QString ToUnicode(const QByteArray& bytes)
     return ToUnicode(bytes.constData(), bytes.size());
 }
 
+// ToUnicode of the bytes XORed with `mask` (a keystream at least `count`
+// bytes long): deciphers and decodes a record text in one pass.
+QString ToUnicodeMasked(const char* bytes, const char* mask, qsizetype count);
+
 QByteArray FromUnicode(QStringView text);
 
 // Number of characters FromUnicode produces: UTF-16 units less one per

@@ -103,6 +103,8 @@ public:
                     .arg(count)
                     .arg(file.Remaining() / T::MinRecordSize));
         }
+        if (count > 0)
+            m_items.reserve(m_items.size() + count);
         for (qint32 i = 0; i < count; ++i) {
             Pointer item = std::make_shared<T>();
             item->Deserialize(file);

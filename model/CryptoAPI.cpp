@@ -157,12 +157,13 @@ void WriteSecureData(File& target, const QString& value)
 
 void ReadSecureData(File& source, QString& value)
 {
-    QByteArray bytes;
-    source.ReadData(bytes, -1);
-    if (!bytes.isEmpty()) {
-        RecordKeystream().Apply(bytes);
-        value = Ansi::ToUnicode(bytes);
-    }
+    // One scratch block serves every record text: the program reads on one
+    // thread, and a load deciphers hundreds of thousands of texts.
+    static QByteArray scratch;
+    if (source.ReadCountedBytes(scratch) > 0)
+        value = Ansi::ToUnicodeMasked(scratch.constData(), RecordKeystream().Bytes(scratch.size()), scratch.size());
+    if (scratch.capacity() > (1 << 20))
+        scratch = QByteArray();
 }
 
 void WriteSecureData(File& target, const QVariant& value, qint32 length)

@@ -124,7 +124,7 @@ bool File::OpenFile(const QString& fileName, qint32 mode, quint32 access, quint3
         m_bufferStart = 0;
         m_bufferLength = 0;
         m_dirty = false;
-        GetAttributes();
+        CacheAttributes(st, m_name);
         return true;
     } catch (...) {
         Error::Rethrow(SrcOpen);
@@ -197,21 +197,24 @@ bool File::GetAttributes(const QString& path)
         struct stat st {};
         CheckApiResult(!target.isEmpty() || (errno = ENOENT, false));
         CheckApiResult(::stat(QFile::encodeName(target).constData(), &st) == 0);
-        quint32 attributes = 0;
-        if (S_ISDIR(st.st_mode))
-            attributes |= AttrDirectory;
-        if (!(st.st_mode & S_IWUSR))
-            attributes |= AttrReadOnly;
-        const QString base = target.section(QLatin1Char('/'), -1);
-        if (base.startsWith(QLatin1Char('.')) && base != QLatin1String(".") && base != QLatin1String(".."))
-            attributes |= AttrHidden;
-        if (attributes == 0)
-            attributes = AttrNormal;
-        m_attributes = attributes;
+        CacheAttributes(st, target);
         return true;
     } catch (...) {
         Error::Rethrow(SrcGetAttr);
     }
+}
+
+void File::CacheAttributes(const struct stat& status, const QString& path)
+{
+    quint32 attributes = 0;
+    if (S_ISDIR(status.st_mode))
+        attributes |= AttrDirectory;
+    if (!(status.st_mode & S_IWUSR))
+        attributes |= AttrReadOnly;
+    const QStringView base = QStringView(path).mid(path.lastIndexOf(QLatin1Char('/')) + 1);
+    if (base.startsWith(QLatin1Char('.')) && base != QLatin1String(".") && base != QLatin1String(".."))
+        attributes |= AttrHidden;
+    m_attributes = attributes ? attributes : AttrNormal;
 }
 
 bool File::SetAttributes(const QString& path)
@@ -228,6 +231,13 @@ bool File::SetAttributes(const QString& path)
     } catch (...) {
         Error::Rethrow(SrcSetAttr);
     }
+}
+
+char* File::Buffer()
+{
+    if (!m_buffer)
+        m_buffer.reset(new char[BufferSize]);
+    return m_buffer.get();
 }
 
 void File::RequireOpen() const
@@ -247,7 +257,7 @@ qint64 File::ReadBytes(char* target, qint64 count)
         const qint64 bufferEnd = m_bufferStart + m_bufferLength;
         if (m_pos >= m_bufferStart && m_pos < bufferEnd) {
             const qint64 n = qMin(count, bufferEnd - m_pos);
-            std::memcpy(target, m_buffer.data() + (m_pos - m_bufferStart), size_t(n));
+            std::memcpy(target, m_buffer.get() + (m_pos - m_bufferStart), size_t(n));
             target += n;
             count -= n;
             delivered += n;
@@ -268,8 +278,7 @@ qint64 File::ReadBytes(char* target, qint64 count)
             m_pos += got;
             continue;
         }
-        m_buffer.resize(BufferSize);
-        const ssize_t got = ::pread(m_fd, m_buffer.data(), size_t(BufferSize), m_pos);
+        const ssize_t got = ::pread(m_fd, Buffer(), size_t(BufferSize), m_pos);
         if (got < 0 && errno == EINTR)
             continue;
         CheckApiResult(got >= 0);
@@ -313,8 +322,7 @@ void File::WriteBytes(const char* source, qint64 count)
         }
         m_bufferLength = 0;
     } else {
-        m_buffer.resize(BufferSize);
-        std::memcpy(m_buffer.data() + m_bufferLength, source, size_t(count));
+        std::memcpy(Buffer() + m_bufferLength, source, size_t(count));
         m_bufferLength += count;
         m_pos += count;
     }
@@ -327,7 +335,7 @@ void File::FlushWrites()
         return;
     // Whatever happens, these bytes are not written twice.
     m_dirty = false;
-    const char* data = m_buffer.data();
+    const char* data = m_buffer.get();
     qint64 left = m_bufferLength;
     qint64 at = m_bufferStart;
     while (left > 0) {
@@ -655,6 +663,23 @@ void File::WriteData(const QByteArray& data, qint32 length)
         WriteTextBytes(data, length);
     } catch (...) {
         Error::Rethrow(SrcWrite);
+    }
+}
+
+qint64 File::ReadCountedBytes(QByteArray& bytes)
+{
+    try {
+        qint32 count = 0;
+        ReadScalar(count);
+        const qint64 toRead = count > 0 ? qMin<qint64>(count, Remaining()) : 0;
+        bytes.resize(toRead);
+        if (toRead == 0)
+            return 0;
+        const qint64 delivered = ReadBytes(bytes.data(), toRead);
+        bytes.resize(delivered);
+        return delivered;
+    } catch (...) {
+        Error::Rethrow(SrcRead);
     }
 }
 

@@ -6,7 +6,9 @@
 #include <QString>
 #include <QVariant>
 
-#include <vector>
+#include <memory>
+
+struct stat;
 
 // Money: the value times 10,000 as a 64-bit integer (8 bytes on disk).
 struct Currency
@@ -122,6 +124,11 @@ public:
     void WriteData(const char* data, qint32 length) = delete;
     qint32 ReadData(char*& data, qint32 length) = delete;
 
+    // Reads a 32-bit count and then that many bytes (no more than remain) into
+    // `bytes`, reusing its memory. Returns the bytes read; 0 and `bytes`
+    // emptied when the count is 0 or negative.
+    qint64 ReadCountedBytes(QByteArray& bytes);
+
     // Copies from the current position to the end in blocks of up to 4096
     // bytes, letting pending events run after each block.
     void CopyTo(File& target);
@@ -166,6 +173,8 @@ private:
     void WriteBytes(const char* source, qint64 count);
     void FlushWrites();
     void RequireOpen() const;
+    char* Buffer();
+    void CacheAttributes(const struct stat& status, const QString& path);
 
     template <typename T>
     qint32 ReadTyped(T& data, qint32 length);
@@ -190,7 +199,8 @@ private:
     qint64 m_size = 0;
     // The buffer holds either file bytes from m_bufferStart (read cache) or,
     // when m_dirty, bytes still to be written at m_bufferStart.
-    std::vector<char> m_buffer;
+    // Allocated on first use, uninitialised: most files read are far smaller.
+    std::unique_ptr<char[]> m_buffer;
     qint64 m_bufferStart = 0;
     qint64 m_bufferLength = 0;
     bool m_dirty = false;
