@@ -20,7 +20,7 @@ void Exam::ReadHeader(File& file)
     file.ReadData(m_name, -1);
     file.ReadData(m_maxScore);
     file.ReadData(m_passScore);
-    file.ReadData(m_duration);
+    m_headerComplete = file.ReadData(m_duration) == 2;
 }
 
 void Exam::WriteHeader(File& file) const

@@ -62,6 +62,11 @@ public:
 
     void EndExam() { m_isEnded = true; }
 
+    // Whether the last header read got every byte up to the duration. Reads
+    // stop short only at the end of the file, so the last field arriving
+    // whole means every field before it did too.
+    bool IsHeaderComplete() const { return m_headerComplete; }
+
     // The header record at the file's position, shared with the full record.
     void ReadHeader(File& file);
     void WriteHeader(File& file) const;
@@ -74,6 +79,7 @@ private:
     qint16 m_passScore = 0;
     QByteArray m_reserved;
     bool m_isEnded = false;
+    bool m_headerComplete = false;
     QString m_fileName;
     ::Questions m_questions;
 };

@@ -111,6 +111,7 @@ void ExamHeaderTest::truncatedHeader()
     QVERIFY(exam.LoadHeader(Write("cut.exam", SampleHeader.left(cut))));
     QVERIFY(QString("ABC-101").startsWith(exam.Code()));
     QVERIFY(QString("Sample").startsWith(exam.Name()));
+    QCOMPARE(exam.IsHeaderComplete(), cut == SampleHeader.size());
     QCOMPARE(exam.Code().isEmpty(), cut <= 8);
     QCOMPARE(exam.Name() == "Sample", cut >= 25);
     // The last field: complete, one byte of it (0x78), or nothing.
