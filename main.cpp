@@ -1,26 +1,42 @@
 #include "model/Error.h"
+#include "model/Exam.h"
+#include "shell/Application.h"
 #include "shell/Common.h"
+#include "shell/Globals.h"
+#include "shell/frmMain.h"
 
-#include <QApplication>
-
-#include <cstdio>
+#include <QTimer>
 
 int main(int argc, char* argv[])
 {
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(ApplicationTitle());
+    Application app(argc, argv);
+    Application::setApplicationVersion(QStringLiteral(PROJECT_VERSION));
     try {
-        // The main window with the exam catalogue comes next; until then the
-        // program says so and ends.
-        ShowMessage(QStringLiteral("The exam catalogue is not built yet.{CRLF}"
-                                   "Practorium {1} can read exam files but cannot show them."),
-            64, { QStringLiteral(PROJECT_VERSION) });
-        return 0;
-    } catch (const Error& e) {
-        // Nothing trapped it: report and end with a failure status.
-        std::fprintf(stderr, "practorium: error %d (%s): %s\n", e.Number(), qPrintable(e.Source()),
-            qPrintable(e.Description()));
-        ShowMessage(QStringLiteral("Error {1}: {2}"), 16, { e.Number(), e.Description() });
+        frmMain mainWindow;
+        QObject::connect(&mainWindow, &frmMain::exitConfirmed, &app, [] {
+            Application::closeAllWindows();
+            Application::quit();
+        });
+        // Stand-ins until the exam and download windows exist.
+        QObject::connect(&mainWindow, &frmMain::examRequested, &mainWindow, [] {
+            const Exam& exam = *CurrentExam();
+            ShowMessage(QStringLiteral("{1} - {2} is loaded with {3} items.{CRLF}{CRLF}"
+                                       "The exam window comes with the next version of Practorium."),
+                64, { exam.Code(), exam.Name(), exam.Questions().Count() });
+            CurrentExam().reset();
+        });
+        QObject::connect(&mainWindow, &frmMain::downloadRequested, &mainWindow, [&mainWindow] {
+            ShowMessage(QStringLiteral("Downloading exams comes with the next version of Practorium."), 64);
+            mainWindow.RefreshExamList();
+        });
+        mainWindow.show();
+#ifdef PRACTORIUM_STARTUP_BENCH
+        // The start-up benchmark's build: end as soon as the window is up.
+        QTimer::singleShot(0, &app, [] { Application::exit(0); });
+#endif
+        return Application::exec();
+    } catch (...) {
+        Application::ReportUnhandled(Error::Current());
         return 1;
     }
 }

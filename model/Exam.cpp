@@ -57,6 +57,12 @@ bool Exam::Load(const QString& path)
         file.OpenFile(path, File::BinaryMode, File::GenericRead, File::OpenExisting);
         m_questions.Clear();
         Deserialize(file);
+        // A file cut short reads as partial values; a sitting on it would show
+        // broken items, so it is reported as damaged instead.
+        if (file.HadShortRead()) {
+            Error::Raise(ErrorNumber::DamagedFile, QString(),
+                QStringLiteral("The exam file is damaged: it ends inside a record"));
+        }
         file.CloseFile();
         result = true;
         m_fileName = path;

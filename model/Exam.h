@@ -25,7 +25,8 @@ public:
     bool LoadHeader(const QString& path);
 
     // Replaces the questions with the file's. Errors raise under
-    // "Exam::Save()" (the same name as Save's).
+    // "Exam::Save()" (the same name as Save's); a file that ends inside a
+    // record is an error too (unlike LoadHeader, which keeps partial values).
     bool Load(const QString& path);
     // Writes the exam over `path`. Returns false even on success: success is
     // the absence of a raised error ("Exam::Save()").

@@ -124,6 +124,7 @@ bool File::OpenFile(const QString& fileName, qint32 mode, quint32 access, quint3
         m_bufferStart = 0;
         m_bufferLength = 0;
         m_dirty = false;
+        m_shortRead = false;
         CacheAttributes(st, m_name);
         return true;
     } catch (...) {
@@ -287,6 +288,8 @@ qint64 File::ReadBytes(char* target, qint64 count)
         if (got == 0)
             break;
     }
+    if (count > 0)
+        m_shortRead = true;
     return delivered;
 }
 
@@ -389,6 +392,8 @@ qint32 File::ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCoun
     if (count <= 0)
         return -delivered - 1; // tells the caller: nothing read, keep the value
     // Never allocate more than the file can still deliver.
+    if (count > Remaining())
+        m_shortRead = true;
     const qint64 toRead = qMin<qint64>(count, Remaining());
     bytes.resize(toRead);
     delivered = static_cast<qint32>(ReadBytes(bytes.data(), toRead));
@@ -671,6 +676,8 @@ qint64 File::ReadCountedBytes(QByteArray& bytes)
     try {
         qint32 count = 0;
         ReadScalar(count);
+        if (count > Remaining())
+            m_shortRead = true;
         const qint64 toRead = count > 0 ? qMin<qint64>(count, Remaining()) : 0;
         bytes.resize(toRead);
         if (toRead == 0)

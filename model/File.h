@@ -141,6 +141,8 @@ public:
     bool Eof() const { return static_cast<qint32>(Position()) >= static_cast<qint32>(Size()); }
     quint32 Access() const { return m_access; }
     qint32 Mode() const { return m_mode; }
+    // Whether any read since the file was opened stopped short at its end.
+    bool HadShortRead() const { return m_shortRead; }
     // Bytes between the position and the end: the cap of every counted read.
     qint64 Remaining() const { return m_size > m_pos ? m_size - m_pos : 0; }
 
@@ -204,4 +206,5 @@ private:
     qint64 m_bufferStart = 0;
     qint64 m_bufferLength = 0;
     bool m_dirty = false;
+    bool m_shortRead = false;
 };

@@ -63,8 +63,10 @@ void DamagedExamTest::variants()
         file.write(bytes);
     }
     Exam exam;
+    const bool truncated = QByteArray(QTest::currentDataTag()).startsWith("cut at");
     try {
         exam.Load(path);
+        QVERIFY2(!truncated, "a file cut short loaded without an error");
         QVERIFY(exam.Questions().Count() * 24 <= bytes.size());
     } catch (const Error& e) {
         QCOMPARE(e.Source(), QString("Exam::Save()"));

@@ -198,8 +198,10 @@ void FileTest::shortReadBuildsFromArrivedBytes()
     File file;
     file.OpenFile(WriteFile("short.bin", Hex("3412")), File::BinaryMode, File::GenericRead, File::OpenExisting);
     qint32 value = -1;
+    QVERIFY(!file.HadShortRead());
     QCOMPARE(file.ReadData(value), 2);
     QCOMPARE(value, 0x1234);
+    QVERIFY(file.HadShortRead());
     double real = 1.0;
     QCOMPARE(file.ReadData(real), 0);
     QCOMPARE(real, 0.0);

@@ -1,0 +1,33 @@
+#include "shell/Application.h"
+
+#include "model/Error.h"
+#include "shell/Common.h"
+
+#include <cstdio>
+
+Application::Application(int& argc, char** argv)
+    : QApplication(argc, argv)
+{
+    setApplicationName(ApplicationTitle());
+    setOrganizationName(ApplicationTitle());
+}
+
+bool Application::notify(QObject* receiver, QEvent* event)
+{
+    try {
+        return QApplication::notify(receiver, event);
+    } catch (...) {
+        ReportUnhandled(Error::Current());
+        // Nothing that was under way can be trusted to go on.
+        closeAllWindows();
+        exit(1);
+        return false;
+    }
+}
+
+void Application::ReportUnhandled(const Error& error)
+{
+    std::fprintf(stderr, "practorium: run-time error %d (%s): %s\n", error.Number(), qPrintable(error.Source()),
+        qPrintable(error.Description()));
+    ShowMessage(QStringLiteral("Run-time error '{1}':{CRLF}{CRLF}{2}"), 16, { error.Number(), error.Description() });
+}

@@ -1,0 +1,206 @@
+#include "shell/frmMain.h"
+
+#include "model/Error.h"
+#include "model/Exam.h"
+#include "shell/Common.h"
+#include "shell/Globals.h"
+#include "shell/LinkLabel.h"
+#include "shell/MessageSeam.h"
+#include "shell/Resources.h"
+#include "shell/frmAbout.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace {
+
+const QColor RowColor(64, 64, 64);
+constexpr int PathRole = Qt::UserRole;
+
+QLabel* Separator(QWidget* parent)
+{
+    auto* bar = new QLabel(QStringLiteral("|"), parent);
+    bar->setForegroundRole(QPalette::PlaceholderText);
+    return bar;
+}
+
+} // namespace
+
+frmMain::frmMain(QWidget* parent)
+    : QWidget(parent)
+{
+    InitResources();
+    setObjectName(QStringLiteral("frmMain"));
+    setWindowTitle(ApplicationTitle());
+    setWindowIcon(QIcon(QStringLiteral(":/icons/Complete")));
+    resize(760, 520);
+    setMinimumSize(520, 380);
+
+    m_picLogo = new QLabel(this);
+    m_picLogo->setObjectName(QStringLiteral("picLogo"));
+    QPixmap logo(QStringLiteral(":/Logo"));
+    logo.setDevicePixelRatio(1.0);
+    m_picLogo->setPixmap(logo.scaledToHeight(72, Qt::SmoothTransformation));
+    m_picLogo->setContentsMargins(4, 4, 4, 4);
+
+    auto* prompt = new QLabel(tr("Choose an exam to sit:"), this);
+
+    m_lvwExams = new QTreeWidget(this);
+    m_lvwExams->setObjectName(QStringLiteral("lvwExams"));
+    m_lvwExams->setColumnCount(2);
+    m_lvwExams->setHeaderLabels({ tr("Code"), tr("Exam") });
+    m_lvwExams->setRootIsDecorated(false);
+    m_lvwExams->setUniformRowHeights(true);
+    m_lvwExams->setAlternatingRowColors(true);
+    m_lvwExams->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_lvwExams->setAllColumnsShowFocus(true);
+    m_lvwExams->header()->setSectionsMovable(false);
+    m_lvwExams->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    prompt->setBuddy(m_lvwExams);
+    SetColumnTag(m_lvwExams, 0, 10);
+    SetColumnTag(m_lvwExams, 1, 90);
+    // Double-click starts the exam; Enter too (see eventFilter). Not
+    // "activated": some styles activate on a single click.
+    connect(m_lvwExams, &QAbstractItemView::doubleClicked, this, &frmMain::cmdStart_Click);
+    m_lvwExams->installEventFilter(this);
+
+    m_lblStatus = new QLabel(this);
+    m_lblStatus->setObjectName(QStringLiteral("lblStatus"));
+    m_lblDownload = new LinkLabel(this);
+    m_lblDownload->setObjectName(QStringLiteral("lblDownload"));
+    m_lblDownload->SetCaption(tr("Download exams"));
+    m_lblAbout = new LinkLabel(this);
+    m_lblAbout->setObjectName(QStringLiteral("lblAbout"));
+    m_lblAbout->SetCaption(tr("About"));
+    m_lblProductLink = new LinkLabel(this);
+    m_lblProductLink->setObjectName(QStringLiteral("lblProductLink"));
+    m_lblProductLink->SetCaption(tr("More exams online"));
+    m_lblProductLink->SetHRef(QString::fromLatin1(ProductsPage));
+    connect(m_lblDownload, &LinkLabel::clicked, this, &frmMain::downloadRequested);
+    connect(m_lblAbout, &LinkLabel::clicked, this, [this] {
+        frmAbout about(this);
+        about.exec();
+    });
+
+    m_cmdStart = new QPushButton(tr("&Start Exam"), this);
+    m_cmdStart->setObjectName(QStringLiteral("cmdStart"));
+    m_cmdStart->setDefault(true);
+    connect(m_cmdStart, &QPushButton::clicked, this, &frmMain::cmdStart_Click);
+    m_cmdExit = new QPushButton(tr("E&xit"), this);
+    m_cmdExit->setObjectName(QStringLiteral("cmdExit"));
+    connect(m_cmdExit, &QPushButton::clicked, this, &QWidget::close);
+
+    auto* links = new QHBoxLayout;
+    links->setSpacing(8);
+    links->addWidget(m_lblStatus);
+    links->addWidget(m_lblDownload);
+    links->addWidget(Separator(this));
+    links->addWidget(m_lblAbout);
+    links->addWidget(Separator(this));
+    links->addWidget(m_lblProductLink);
+    links->addStretch(1);
+    links->addWidget(m_cmdStart);
+    links->addWidget(m_cmdExit);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(16, 12, 16, 12);
+    layout->setSpacing(10);
+    layout->addWidget(m_picLogo);
+    layout->addWidget(prompt);
+    layout->addWidget(m_lvwExams, 1);
+    layout->addLayout(links);
+
+    setTabOrder(m_lvwExams, m_cmdStart);
+    setTabOrder(m_cmdStart, m_cmdExit);
+    RefreshExamList();
+}
+
+void frmMain::RefreshExamList()
+{
+    try {
+        const QStringList paths = GetInstalledExams();
+        m_lvwExams->clear();
+        for (const QString& path : paths) {
+            Exam exam;
+            try {
+                if (!exam.LoadHeader(path) || !exam.IsHeaderComplete())
+                    continue;
+            } catch (const Error&) {
+                continue; // an unreadable or damaged exam is not listed
+            }
+            auto* row = new QTreeWidgetItem(m_lvwExams, { exam.Code(), exam.Name() });
+            row->setData(0, PathRole, path);
+            row->setForeground(0, RowColor);
+            row->setForeground(1, RowColor);
+            row->setToolTip(1, exam.Name());
+        }
+        m_lblStatus->setText(FormatText(QStringLiteral("{1} Exams Installed  |  "), { m_lvwExams->topLevelItemCount() }));
+        if (m_lvwExams->topLevelItemCount() > 0 && !m_lvwExams->currentItem())
+            m_lvwExams->setCurrentItem(m_lvwExams->topLevelItem(0));
+    } catch (...) {
+        ShowMessage(QStringLiteral("The operation failed because of an unexpected internal error."), 16);
+    }
+}
+
+void frmMain::cmdStart_Click()
+{
+    if (m_lvwExams->topLevelItemCount() == 0) {
+        ShowMessage(QStringLiteral("No exams are available. Please install your exam pack(s)."), 48);
+        return;
+    }
+    const QList<QTreeWidgetItem*> selected = m_lvwExams->selectedItems();
+    if (selected.isEmpty()) {
+        ShowMessage(QStringLiteral("Please select an exam to start"), 48);
+        return;
+    }
+    const QString path = selected.first()->data(0, PathRole).toString();
+    BeginBusy();
+    CurrentExam() = std::make_shared<Exam>();
+    CurrentExam()->Load(path);
+    EndBusy();
+    Q_EMIT examRequested();
+}
+
+bool frmMain::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_lvwExams && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            cmdStart_Click();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void frmMain::closeEvent(QCloseEvent* event)
+{
+    if (ShowMessage(QStringLiteral("Are you sure you want to exit Practorium?"), 36) == MessageSeam::No) {
+        event->ignore();
+        return;
+    }
+    event->accept();
+    hide();
+    QApplication::processEvents();
+    Q_EMIT exitConfirmed();
+}
+
+void frmMain::resizeEvent(QResizeEvent* event)
+{
+    QWidget::resizeEvent(event);
+    SizeColumns(m_lvwExams);
+}
+
+void frmMain::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    SizeColumns(m_lvwExams);
+    m_lvwExams->setFocus();
+}

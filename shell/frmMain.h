@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QWidget>
+
+class LinkLabel;
+class QLabel;
+class QPushButton;
+class QTreeWidget;
+
+// The main window: the catalogue of installed exams. Opening the exam and
+// download windows is left to the program (examRequested, downloadRequested):
+// this layer knows neither window.
+class frmMain : public QWidget
+{
+    Q_OBJECT
+
+public:
+    static constexpr const char* ProductsPage = "https://www.practorium.example/Products.asp";
+
+    explicit frmMain(QWidget* parent = nullptr);
+
+    // Rebuilds the list from the installed exams' headers; damaged or
+    // incomplete headers are left out silently.
+    void RefreshExamList();
+
+public Q_SLOTS:
+    // Loads the selected exam as CurrentExam, then asks for the exam window.
+    // A failing load is not trapped here: it reaches the program's top level.
+    void cmdStart_Click();
+
+Q_SIGNALS:
+    void examRequested();
+    void downloadRequested();
+    // The user confirmed leaving; the window is already hidden.
+    void exitConfirmed();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+private:
+    QLabel* m_picLogo;
+    QTreeWidget* m_lvwExams;
+    QLabel* m_lblStatus;
+    LinkLabel* m_lblDownload;
+    LinkLabel* m_lblAbout;
+    LinkLabel* m_lblProductLink;
+    QPushButton* m_cmdStart;
+    QPushButton* m_cmdExit;
+};

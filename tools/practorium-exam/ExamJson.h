@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+class Exam;
+
+// The JSON form of an exam file, as exam authors write it and as `dump`
+// prints it. Keys come in the order of the file's fields:
+//
+//   reserved, code, name, maxScore, passScore, duration, questions[
+//     number, solutionCount, hasHint, exhibit, problem, explanation, choices[
+//       number, isSolution, statement ] ]
+//
+// Texts are the stored ones (the explanation untrimmed), so that compiling a
+// dump gives the file back byte for byte whenever its booleans were canonical.
+namespace ExamJson {
+
+// UTF-8 JSON with every key, two-space indentation, each choice on one line
+// and a final line break. Numbers are plain integers; `reserved` is base64
+// with padding. C0 and C1 control characters (NUL, U+0081 ...) are written as
+// \u00XX so they survive the trip and stay visible.
+QByteArray ToJson(const Exam& exam);
+
+// Replaces the exam's header and questions with those described by `json`.
+// Only code, name, maxScore, passScore, duration and questions are required;
+// a missing `number` is the 1-based position, a missing `solutionCount` the
+// number of solution choices, any other missing key is empty, false or [].
+// Raises an Error with `source` (the JSON file's name) and a description
+// "<key path>: <problem>", the path counting positions from 1 as the exam
+// does: `questions[3].choices[2].isSolution: expected true or false`. Unknown
+// keys are errors too, so a misspelt key cannot silently fall back to its
+// default.
+void FromJson(const QByteArray& json, Exam& exam, const QString& source);
+
+} // namespace ExamJson

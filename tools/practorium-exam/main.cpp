@@ -1,0 +1,131 @@
+// practorium-exam: builds exam files from their JSON form and prints them back.
+//
+//   practorium-exam compile SOURCE.json OUTPUT.exam
+//   practorium-exam dump FILE.exam            JSON on standard output
+//   practorium-exam pack SOURCE.json OUTPUT   (not available yet)
+//
+// Exit status 0 on success. On failure the status is 1 and standard error gets
+// exactly one line, "practorium-exam: <source>: <description>": the source and
+// description of the error that stopped the command. Problems in a JSON file
+// name the file as the source and the key path in the description
+// ("practorium-exam: PRAC-101.json: questions[3].choices[2].isSolution:
+// expected true or false"); errors of the exam file itself keep the model's
+// source ("practorium-exam: Exam::Save(): ...").
+
+#include "model/Error.h"
+#include "model/Exam.h"
+#include "tools/practorium-exam/ExamJson.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QStringList>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+const QString ToolName = QStringLiteral("practorium-exam");
+const QString Usage = QStringLiteral("compile SOURCE.json OUTPUT.exam | dump FILE.exam | pack SOURCE.json OUTPUT");
+
+// A source file larger than this is refused before it is read in full, so a
+// device or a runaway file cannot exhaust memory. Real exams are a few MiB.
+constexpr qint64 MaxSourceBytes = 256 * 1024 * 1024;
+
+void WriteLine(FILE* stream, const QString& text)
+{
+    const QByteArray bytes = (text + u'\n').toLocal8Bit();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+// The one line of a failure. Descriptions of system errors carry a line break
+// before the system's text; it becomes a blank so the message stays one line.
+void ReportError(const Error& error, const QString& command)
+{
+    QString description = error.Description();
+    description.replace(QStringLiteral("\r\n"), QStringLiteral(" "));
+    description.replace(u'\r', u' ');
+    description.replace(u'\n', u' ');
+    const QString source = error.Source().isEmpty() ? command : error.Source();
+    WriteLine(stderr, ToolName + QStringLiteral(": ") + source + QStringLiteral(": ") + description);
+}
+
+[[noreturn]] void RaiseUsage(const QString& usage)
+{
+    Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("usage"), ToolName + u' ' + usage);
+}
+
+QByteArray ReadSource(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
+    const QByteArray bytes = file.read(MaxSourceBytes + 1);
+    if (file.error() != QFileDevice::NoError)
+        Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
+    if (bytes.size() > MaxSourceBytes) {
+        Error::Raise(ErrorNumber::Overflow, path,
+            QStringLiteral("larger than %1 MiB, too large for an exam source").arg(MaxSourceBytes / (1024 * 1024)));
+    }
+    return bytes;
+}
+
+// The whole source is checked before the output is opened, so a mistake in
+// the JSON never touches an existing exam file.
+void Compile(const QString& sourcePath, const QString& outputPath)
+{
+    Exam exam;
+    ExamJson::FromJson(ReadSource(sourcePath), exam, sourcePath);
+    exam.Save(outputPath);
+}
+
+void Dump(const QString& path)
+{
+    Exam exam;
+    exam.Load(path);
+    const QByteArray json = ExamJson::ToJson(exam);
+    errno = 0;
+    const size_t written = std::fwrite(json.constData(), 1, size_t(json.size()), stdout);
+    if (written != size_t(json.size()) || std::fflush(stdout) != 0) {
+        const int code = errno;
+        Error::Raise(code, QStringLiteral("standard output"),
+            QString::fromLocal8Bit(code != 0 ? std::strerror(code) : "write failed"));
+    }
+}
+
+int Run(const QStringList& arguments)
+{
+    const QString command = arguments.value(1);
+    if (command == QLatin1String("compile")) {
+        if (arguments.size() != 4)
+            RaiseUsage(QStringLiteral("compile SOURCE.json OUTPUT.exam"));
+        Compile(arguments.at(2), arguments.at(3));
+    } else if (command == QLatin1String("dump")) {
+        if (arguments.size() != 3)
+            RaiseUsage(QStringLiteral("dump FILE.exam"));
+        Dump(arguments.at(2));
+    } else if (command == QLatin1String("pack")) {
+        Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("pack"), QStringLiteral("not available yet"));
+    } else if (arguments.size() == 2 && (command == QLatin1String("--help") || command == QLatin1String("-h"))) {
+        WriteLine(stdout, QStringLiteral("usage: ") + ToolName + u' ' + Usage);
+    } else {
+        RaiseUsage(Usage);
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    try {
+        return Run(arguments);
+    } catch (...) {
+        ReportError(Error::Current(), arguments.value(1, ToolName));
+        return 1;
+    }
+}
