@@ -14,6 +14,10 @@ command -v rsvg-convert >/dev/null 2>&1 || {
 # Main window header, and twice the size for high-density screens.
 rsvg-convert -w 480 -h 120 logo.svg -o logo.png
 rsvg-convert -w 960 -h 240 logo.svg -o logo@2x.png
+# The same at the main window's header height, so start-up decodes no more
+# pixels than it shows.
+rsvg-convert -w 288 -h 72 logo.svg -o logo_header.png
+rsvg-convert -w 576 -h 144 logo.svg -o logo_header@2x.png
 
 # Printed score report: opaque white, as printers have no transparency.
 rsvg-convert -w 600 -h 150 -b white printable_logo.svg -o printable_logo.png

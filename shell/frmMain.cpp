@@ -39,15 +39,22 @@ frmMain::frmMain(QWidget* parent)
     InitResources();
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(ApplicationTitle());
-    setWindowIcon(QIcon(QStringLiteral(":/icons/Complete")));
+    // From pixmaps: a QIcon made from a file name loads the icon engines first,
+    // which costs more than the rest of the window.
+    QIcon icon;
+    icon.addPixmap(QPixmap(QStringLiteral(":/icons/Complete")));
+    icon.addPixmap(QPixmap(QStringLiteral(":/icons/Complete@2x")));
+    setWindowIcon(icon);
     resize(760, 520);
     setMinimumSize(520, 380);
 
     m_picLogo = new QLabel(this);
     m_picLogo->setObjectName(QStringLiteral("picLogo"));
-    QPixmap logo(QStringLiteral(":/Logo"));
-    logo.setDevicePixelRatio(1.0);
-    m_picLogo->setPixmap(logo.scaledToHeight(72, Qt::SmoothTransformation));
+    // Drawn at the header's size; the twice-as-large twin on dense screens.
+    const bool dense = devicePixelRatioF() > 1.0;
+    QPixmap logo(dense ? QStringLiteral(":/LogoHeader@2x") : QStringLiteral(":/LogoHeader"));
+    logo.setDevicePixelRatio(dense ? 2.0 : 1.0);
+    m_picLogo->setPixmap(logo);
     m_picLogo->setContentsMargins(4, 4, 4, 4);
 
     auto* prompt = new QLabel(tr("Choose an exam to sit:"), this);
