@@ -1,8 +1,7 @@
+#include "download/frmExamDownloader.h"
 #include "model/Error.h"
-#include "model/Exam.h"
+#include "session/frmExam.h"
 #include "shell/Application.h"
-#include "shell/Common.h"
-#include "shell/Globals.h"
 #include "shell/frmMain.h"
 
 #include <QTimer>
@@ -13,21 +12,18 @@ int main(int argc, char* argv[])
     Application::setApplicationVersion(QStringLiteral(PROJECT_VERSION));
     try {
         frmMain mainWindow;
+        // One exam window serves every sitting; it hides the catalogue while
+        // an exam runs and shows it again when the candidate leaves.
+        frmExam examWindow(&mainWindow);
+        QObject::connect(&mainWindow, &frmMain::examRequested, &examWindow, &frmExam::StartExam);
+        QObject::connect(&mainWindow, &frmMain::downloadRequested, &mainWindow, [&mainWindow] {
+            frmExamDownloader downloader(&mainWindow);
+            downloader.exec();
+            mainWindow.RefreshExamList();
+        });
         QObject::connect(&mainWindow, &frmMain::exitConfirmed, &app, [] {
             Application::closeAllWindows();
             Application::quit();
-        });
-        // Stand-ins until the exam and download windows exist.
-        QObject::connect(&mainWindow, &frmMain::examRequested, &mainWindow, [] {
-            const Exam& exam = *CurrentExam();
-            ShowMessage(QStringLiteral("{1} - {2} is loaded with {3} items.{CRLF}{CRLF}"
-                                       "The exam window comes with the next version of Practorium."),
-                64, { exam.Code(), exam.Name(), exam.Questions().Count() });
-            CurrentExam().reset();
-        });
-        QObject::connect(&mainWindow, &frmMain::downloadRequested, &mainWindow, [&mainWindow] {
-            ShowMessage(QStringLiteral("Downloading exams comes with the next version of Practorium."), 64);
-            mainWindow.RefreshExamList();
         });
         mainWindow.show();
 #ifdef PRACTORIUM_STARTUP_BENCH

@@ -15,6 +15,7 @@ constexpr qint32 SubscriptOutOfRange = 9;
 constexpr qint32 DivisionByZero = 11;
 constexpr qint32 TypeMismatch = 13;
 constexpr qint32 Internal = 51;          // "Internal error"
+constexpr qint32 InvalidPicture = 481;   // "Invalid picture": empty, damaged or too large to show
 constexpr qint32 AppBase = static_cast<qint32>(0x80040000u);
 constexpr qint32 AppFirst = AppBase + 1;
 // A count or length in an exam file that the file cannot hold.

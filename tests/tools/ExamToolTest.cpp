@@ -338,7 +338,8 @@ void ExamToolTest::commandErrors_data()
     QTest::newRow("unknown command") << QStringList { "build" } << "practorium-exam: usage: ";
     QTest::newRow("compile without output") << QStringList { "compile", "a.json" }
                                             << "practorium-exam: usage: practorium-exam compile SOURCE.json";
-    QTest::newRow("pack") << QStringList { "pack", "a.json", "out" } << "practorium-exam: pack: not available yet";
+    QTest::newRow("pack without output") << QStringList { "pack", "a.json" }
+                                        << "practorium-exam: usage: practorium-exam pack SOURCE.json OUTPUT";
     QTest::newRow("missing source") << QStringList { "compile", missing + ".json", missing + ".exam" }
                                     << "practorium-exam: " + missing + ".json: ";
     QTest::newRow("output folder missing")

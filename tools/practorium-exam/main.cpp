@@ -2,7 +2,8 @@
 //
 //   practorium-exam compile SOURCE.json OUTPUT.exam
 //   practorium-exam dump FILE.exam            JSON on standard output
-//   practorium-exam pack SOURCE.json OUTPUT   (not available yet)
+//   practorium-exam pack SOURCE.json OUTPUT   self-installing pack of the exam
+//                                             and its exhibits (see Pack.h)
 //
 // Exit status 0 on success. On failure the status is 1 and standard error gets
 // exactly one line, "practorium-exam: <source>: <description>": the source and
@@ -15,9 +16,11 @@
 #include "model/Error.h"
 #include "model/Exam.h"
 #include "tools/practorium-exam/ExamJson.h"
+#include "tools/practorium-exam/Pack.h"
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QStringList>
 
 #include <cerrno>
@@ -81,6 +84,14 @@ void Compile(const QString& sourcePath, const QString& outputPath)
     exam.Save(outputPath);
 }
 
+// The exhibits are the files its questions name in the source's own folder.
+void MakePack(const QString& sourcePath, const QString& outputPath)
+{
+    Exam exam;
+    ExamJson::FromJson(ReadSource(sourcePath), exam, sourcePath);
+    Pack::Build(exam, QFileInfo(sourcePath).absolutePath(), outputPath, sourcePath);
+}
+
 void Dump(const QString& path)
 {
     Exam exam;
@@ -107,7 +118,9 @@ int Run(const QStringList& arguments)
             RaiseUsage(QStringLiteral("dump FILE.exam"));
         Dump(arguments.at(2));
     } else if (command == QLatin1String("pack")) {
-        Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("pack"), QStringLiteral("not available yet"));
+        if (arguments.size() != 4)
+            RaiseUsage(QStringLiteral("pack SOURCE.json OUTPUT"));
+        MakePack(arguments.at(2), arguments.at(3));
     } else if (arguments.size() == 2 && (command == QLatin1String("--help") || command == QLatin1String("-h"))) {
         WriteLine(stdout, QStringLiteral("usage: ") + ToolName + u' ' + Usage);
     } else {

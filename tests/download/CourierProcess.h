@@ -1,0 +1,119 @@
+#pragma once
+
+#include "download/InternetTransfer.h"
+
+#include <QDir>
+#include <QEventLoop>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QString>
+#include <QStringList>
+
+// The reference download server run as a child process for one test: its
+// database and packs live in a folder the test owns, it listens on a free
+// port of 127.0.0.1 and is ended when the object goes. Needs COURIER, the
+// server's path, from the build.
+class CourierProcess
+{
+public:
+    // `folder` holds the database file and the packs folder "packs".
+    explicit CourierProcess(const QString& folder)
+        : m_folder(folder)
+    {
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        QDir(folder).mkpath(QStringLiteral("packs"));
+    }
+
+    ~CourierProcess() { Stop(); }
+
+    CourierProcess(const CourierProcess&) = delete;
+    CourierProcess& operator=(const CourierProcess&) = delete;
+
+    QString PacksFolder() const { return m_folder + QStringLiteral("/packs"); }
+    QString Database() const { return m_folder + QStringLiteral("/courier.sqlite"); }
+
+    // An admin command such as {"add-account", "bob", "secret"}; true when it
+    // exits 0.
+    bool Admin(const QStringList& command) const
+    {
+        QProcess process;
+        process.start(QStringLiteral(COURIER), QStringList{ QStringLiteral("--database"), Database() } + command);
+        return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit
+            && process.exitCode() == 0;
+    }
+
+    // The server logs every request on standard error; tests pass it on,
+    // a benchmark drops it.
+    void DiscardLog()
+    {
+        m_process.setProcessChannelMode(QProcess::SeparateChannels);
+        m_process.setStandardErrorFile(QProcess::nullDevice());
+    }
+
+    // Starts serving, misbehaving in `mode` unless it is empty; true once the
+    // server has said where it listens.
+    bool Start(const QString& mode = {})
+    {
+        QStringList arguments{ QStringLiteral("--database"), Database(), QStringLiteral("--packs"), PacksFolder(),
+                               QStringLiteral("--port"), QStringLiteral("0") };
+        if (!mode.isEmpty())
+            arguments << QStringLiteral("--misbehave") << mode;
+        m_process.start(QStringLiteral(COURIER), arguments);
+        if (!m_process.waitForStarted(10000))
+            return false;
+        while (!m_process.canReadLine()) {
+            if (!m_process.waitForReadyRead(10000))
+                return false;
+        }
+        const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
+        const QString prefix = QStringLiteral("listening on ");
+        if (!line.startsWith(prefix))
+            return false;
+        m_endpoint = line.mid(prefix.size());
+        return true;
+    }
+
+    void Stop()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        m_process.terminate();
+        if (!m_process.waitForFinished(5000)) {
+            m_process.kill();
+            m_process.waitForFinished(5000);
+        }
+    }
+
+    // http://127.0.0.1:PORT/PackCourier.asp
+    QString Endpoint() const { return m_endpoint; }
+    QString PackUrl(const QString& sessionId, const QString& examId) const
+    {
+        return m_endpoint + QStringLiteral("?sid=") + sessionId + QStringLiteral("&eid=") + examId;
+    }
+
+    // Logs on with a LOGIN message of our own making and returns the session
+    // ID of an OK reply, else empty.
+    QString Login(const QString& user, const QString& password) const
+    {
+        InternetTransfer transfer;
+        transfer.SetTimeout(10000);
+        QEventLoop loop;
+        QObject::connect(&transfer, &InternetTransfer::StateChanged, &loop, [&] {
+            if (!transfer.StillExecuting())
+                loop.quit();
+        });
+        transfer.Execute(m_endpoint, QStringLiteral("POST"),
+                         QStringLiteral("LOGIN?email=%1&pwd=%2;").arg(user, password).toLatin1(),
+                         QStringLiteral("Content-Type: application/x-www-form-urlencoded"));
+        loop.exec();
+        const QString reply = QString::fromLatin1(transfer.GetChunk(4096));
+        const QRegularExpressionMatch match =
+            QRegularExpression(QStringLiteral("^LOGIN\\?status=OK&sid=([^&;]+)")).match(reply);
+        return match.hasMatch() ? match.captured(1) : QString();
+    }
+
+private:
+    QString m_folder;
+    QString m_endpoint;
+    QProcess m_process;
+};
