@@ -2,6 +2,8 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QRandomGenerator>
+#include <QString>
 
 #include <algorithm>
 #include <functional>
@@ -35,6 +37,23 @@ inline qint64 StatusKiB(const char* field)
             return line.mid(key.size()).trimmed().split(' ').value(0).toLongLong();
     }
     return -1;
+}
+
+// Text of about `length` characters made of networking words, for synthetic
+// exams whose texts look like real ones to the code that handles them.
+inline QString Sentence(QRandomGenerator& random, int length)
+{
+    static const char* const words[] = { "network", "address", "route", "packet", "interface", "gateway", "subnet",
+        "mask", "protocol", "port", "socket", "server", "client", "request", "reply", "the", "a", "of", "to",
+        "which", "command", "shows", "configured", "default", "table", "host", "name", "resolution", "firewall",
+        "rule" };
+    QString text;
+    while (text.size() < length) {
+        if (!text.isEmpty())
+            text += QLatin1Char(' ');
+        text += QLatin1String(words[random.bounded(int(std::size(words)))]);
+    }
+    return text;
 }
 
 inline const char* Verdict(double ratio, double goal)

@@ -19,25 +19,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using Bench::Sentence;
+
 namespace {
 
 constexpr int ItemCount = 32767;
 constexpr int HeaderFiles = 1000;
-
-const char* const Words[] = { "network", "address", "route", "packet", "interface", "gateway", "subnet", "mask",
-    "protocol", "port", "socket", "server", "client", "request", "reply", "the", "a", "of", "to", "which", "command",
-    "shows", "configured", "default", "table", "host", "name", "resolution", "firewall", "rule" };
-
-QString Sentence(QRandomGenerator& random, int length)
-{
-    QString text;
-    while (text.size() < length) {
-        if (!text.isEmpty())
-            text += QLatin1Char(' ');
-        text += QLatin1String(Words[random.bounded(int(std::size(Words)))]);
-    }
-    return text;
-}
 
 void WriteLargeExam(const QString& path)
 {

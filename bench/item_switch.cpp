@@ -19,6 +19,8 @@
 #include <cstdio>
 #include <vector>
 
+using Bench::Sentence;
+
 namespace {
 
 constexpr int ShortItems = 2000;
@@ -33,21 +35,6 @@ constexpr double LongGoalMs = 16;
 // Growth with the item number: the last ten switches may take this much
 // longer than the first ten, no more.
 constexpr double GrowthGoal = 1.5;
-
-const char* const Words[] = { "network", "address", "route", "packet", "interface", "gateway", "subnet", "mask",
-    "protocol", "port", "socket", "server", "client", "request", "reply", "the", "a", "of", "to", "which", "command",
-    "shows", "configured", "default", "table", "host", "name", "resolution", "firewall", "rule" };
-
-QString Sentence(QRandomGenerator& random, int length)
-{
-    QString text;
-    while (text.size() < length) {
-        if (!text.isEmpty())
-            text += QLatin1Char(' ');
-        text += QLatin1String(Words[random.bounded(int(std::size(Words)))]);
-    }
-    return text;
-}
 
 std::shared_ptr<Exam> BuildExam()
 {

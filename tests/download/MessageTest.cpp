@@ -1,20 +1,11 @@
+#include "common/TestUtil.h"
 #include "download/Message.h"
 
 #include <QTest>
 
-namespace {
+using namespace TestUtil;
 
-// The error a call raises; number 0 when it raises none.
-template <typename Call>
-Error Raised(Call call)
-{
-    try {
-        call();
-    } catch (const Error& e) {
-        return e;
-    }
-    return Error(0, QString(), QString());
-}
+namespace {
 
 // "name=value" pairs of a collection in enumeration order.
 QStringList Pairs(const Parameters& parameters)

@@ -1,3 +1,4 @@
+#include "common/TestUtil.h"
 #include "shell/Registry.h"
 
 #include "model/Error.h"
@@ -14,27 +15,11 @@
 
 using namespace Registry;
 
+using namespace TestUtil;
+
 namespace {
 
 const QString Courier = QStringLiteral("Software\\Practorum\\PackCourier");
-
-// The error a call raises; number 0 when it raises none.
-template <typename Call>
-Error Raised(Call call)
-{
-    try {
-        call();
-    } catch (const Error& e) {
-        return e;
-    }
-    return Error(0, QString(), QString());
-}
-
-QByteArray ReadAll(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 void WriteAll(const QString& path, const QByteArray& bytes)
 {

@@ -1,3 +1,4 @@
+#include "common/TestUtil.h"
 #include "model/Error.h"
 #include "model/Exam.h"
 #include "model/File.h"
@@ -6,13 +7,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-namespace {
+using namespace TestUtil;
 
-QByteArray ReadAll(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+namespace {
 
 const QString Tiny = QStringLiteral(TEST_DATA_DIR "/tiny.exam");
 

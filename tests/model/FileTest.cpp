@@ -1,3 +1,4 @@
+#include "common/TestUtil.h"
 #include "model/Error.h"
 #include "model/File.h"
 
@@ -10,6 +11,8 @@
 #include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using TestUtil::ReadAll;
 
 namespace {
 
@@ -49,7 +52,6 @@ private Q_SLOTS:
 private:
     QString PathOf(const QString& name) const { return m_dir->filePath(name); }
     QString WriteFile(const QString& name, const QByteArray& bytes) const;
-    QByteArray ReadAll(const QString& path) const;
 
     std::unique_ptr<QTemporaryDir> m_dir;
 };
@@ -60,12 +62,6 @@ QString FileTest::WriteFile(const QString& name, const QByteArray& bytes) const
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
         qFatal("cannot write fixture");
     return file.fileName();
-}
-
-QByteArray FileTest::ReadAll(const QString& path) const
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void FileTest::init()
