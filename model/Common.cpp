@@ -175,6 +175,8 @@ QString TrimBlanks(const QString& text)
         ++first;
     while (last > first && text[last - 1] == QLatin1Char(' '))
         --last;
+    if (first == 0 && last == text.size())
+        return text; // shares the data: most texts have no blanks to trim
     return text.mid(first, last - first);
 }
 

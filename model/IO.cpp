@@ -8,7 +8,9 @@
 #include <QLocale>
 #include <QStandardPaths>
 
+#include <dirent.h>
 #include <glob.h>
+#include <sys/stat.h>
 
 #include <cmath>
 
@@ -167,14 +169,25 @@ QString GetSpecialFolder(const QString& macro)
 
 QString CombinePath(const QString& folder, const QString& name)
 {
-    QString path = TrimBlanks(folder);
-    if (!path.endsWith(QLatin1Char('/')))
+    const QString trimmed = TrimBlanks(folder);
+    const bool hasSeparator = trimmed.endsWith(QLatin1Char('/'));
+    QString path;
+    path.reserve(trimmed.size() + 1 + name.size());
+    path += trimmed;
+    if (!hasSeparator)
         path += QLatin1Char('/');
-    return path + name;
+    path += name;
+    return path;
 }
 
 bool FileExists(const QString& path)
 {
+    // Without wildcards the search finds exactly the entry itself (a dangling
+    // link included), which one lstat answers.
+    if (!path.contains(QLatin1Char('*')) && !path.contains(QLatin1Char('?'))) {
+        struct stat status {};
+        return !path.isEmpty() && ::lstat(QFile::encodeName(path).constData(), &status) == 0;
+    }
     glob_t found {};
     const int result = glob(FindPattern(path).constData(), GLOB_NOSORT | GLOB_PERIOD, nullptr, &found);
     globfree(&found);
@@ -185,10 +198,26 @@ bool FileExists(const QString& path)
 
 QStringList GetSubFolders(const QString& folder)
 {
-    // QDir::Dirs follows links, so a link to a folder counts as one; a folder
-    // that is missing or cannot be read lists nothing.
-    return QDir(CombinePath(folder, QString()))
-        .entryList(QDir::Dirs | QDir::Hidden, QDir::Unsorted);
+    // In the order the system lists them. The entry type comes with the
+    // listing; only links and file systems that do not report types need a
+    // stat, which follows links so that a link to a folder counts as one. A
+    // folder that is missing or cannot be read lists nothing.
+    QStringList folders;
+    const QByteArray base = QFile::encodeName(CombinePath(folder, QString()));
+    DIR* dir = ::opendir(base.constData());
+    if (!dir)
+        return folders;
+    while (const dirent* entry = ::readdir(dir)) {
+        bool isFolder = entry->d_type == DT_DIR;
+        if (entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN) {
+            struct stat status {};
+            isFolder = ::stat((base + entry->d_name).constData(), &status) == 0 && S_ISDIR(status.st_mode);
+        }
+        if (isFolder)
+            folders.append(QFile::decodeName(entry->d_name));
+    }
+    ::closedir(dir);
+    return folders;
 }
 
 // The extension is the text after the path's last ".", even when that dot

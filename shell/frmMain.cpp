@@ -3,6 +3,7 @@
 #include "model/Error.h"
 #include "model/Exam.h"
 #include "shell/Common.h"
+#include "shell/ExamListModel.h"
 #include "shell/Globals.h"
 #include "shell/LinkLabel.h"
 #include "shell/MessageSeam.h"
@@ -16,13 +17,11 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
-#include <QTreeWidget>
+#include <QTreeView>
 #include <QVBoxLayout>
 
 namespace {
 
-const QColor RowColor(64, 64, 64);
-constexpr int PathRole = Qt::UserRole;
 
 QLabel* Separator(QWidget* parent)
 {
@@ -59,10 +58,10 @@ frmMain::frmMain(QWidget* parent)
 
     auto* prompt = new QLabel(tr("Choose an exam to sit:"), this);
 
-    m_lvwExams = new QTreeWidget(this);
+    m_exams = new ExamListModel(this);
+    m_lvwExams = new QTreeView(this);
     m_lvwExams->setObjectName(QStringLiteral("lvwExams"));
-    m_lvwExams->setColumnCount(2);
-    m_lvwExams->setHeaderLabels({ tr("Code"), tr("Exam") });
+    m_lvwExams->setModel(m_exams);
     m_lvwExams->setRootIsDecorated(false);
     m_lvwExams->setUniformRowHeights(true);
     m_lvwExams->setAlternatingRowColors(true);
@@ -131,9 +130,10 @@ frmMain::frmMain(QWidget* parent)
 
 void frmMain::RefreshExamList()
 {
+    QList<ExamListModel::Row> rows;
     try {
         const QStringList paths = GetInstalledExams();
-        m_lvwExams->clear();
+        rows.reserve(paths.size());
         for (const QString& path : paths) {
             Exam exam;
             try {
@@ -142,32 +142,33 @@ void frmMain::RefreshExamList()
             } catch (const Error&) {
                 continue; // an unreadable or damaged exam is not listed
             }
-            auto* row = new QTreeWidgetItem(m_lvwExams, { exam.Code(), exam.Name() });
-            row->setData(0, PathRole, path);
-            row->setForeground(0, RowColor);
-            row->setForeground(1, RowColor);
-            row->setToolTip(1, exam.Name());
+            rows.append({ exam.Code(), exam.Name(), path });
         }
-        m_lblStatus->setText(FormatText(QStringLiteral("{1} Exams Installed  |  "), { m_lvwExams->topLevelItemCount() }));
-        if (m_lvwExams->topLevelItemCount() > 0 && !m_lvwExams->currentItem())
-            m_lvwExams->setCurrentItem(m_lvwExams->topLevelItem(0));
     } catch (...) {
+        // The rows read before the failure are still shown; the status keeps
+        // its earlier text.
+        m_exams->SetRows(std::move(rows));
         ShowMessage(QStringLiteral("The operation failed because of an unexpected internal error."), 16);
+        return;
     }
+    m_exams->SetRows(std::move(rows));
+    m_lblStatus->setText(FormatText(QStringLiteral("{1} Exams Installed  |  "), { m_exams->rowCount() }));
+    if (m_exams->rowCount() > 0)
+        m_lvwExams->setCurrentIndex(m_exams->index(0, 0));
 }
 
 void frmMain::cmdStart_Click()
 {
-    if (m_lvwExams->topLevelItemCount() == 0) {
+    if (m_exams->rowCount() == 0) {
         ShowMessage(QStringLiteral("No exams are available. Please install your exam pack(s)."), 48);
         return;
     }
-    const QList<QTreeWidgetItem*> selected = m_lvwExams->selectedItems();
+    const QModelIndexList selected = m_lvwExams->selectionModel()->selectedRows();
     if (selected.isEmpty()) {
         ShowMessage(QStringLiteral("Please select an exam to start"), 48);
         return;
     }
-    const QString path = selected.first()->data(0, PathRole).toString();
+    const QString path = selected.first().data(ExamListModel::PathRole).toString();
     BeginBusy();
     CurrentExam() = std::make_shared<Exam>();
     CurrentExam()->Load(path);

@@ -5,7 +5,8 @@
 class LinkLabel;
 class QLabel;
 class QPushButton;
-class QTreeWidget;
+class ExamListModel;
+class QTreeView;
 
 // The main window: the catalogue of installed exams. Opening the exam and
 // download windows is left to the program (examRequested, downloadRequested):
@@ -42,7 +43,8 @@ protected:
 
 private:
     QLabel* m_picLogo;
-    QTreeWidget* m_lvwExams;
+    ExamListModel* m_exams;
+    QTreeView* m_lvwExams;
     QLabel* m_lblStatus;
     LinkLabel* m_lblDownload;
     LinkLabel* m_lblAbout;

@@ -11,7 +11,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTreeWidget>
+#include <QTreeView>
 
 class frmMainTest : public QObject
 {
@@ -75,10 +75,10 @@ void frmMainTest::Install(const QString& folder, const QString& file, const QStr
 
 QStringList frmMainTest::ListedCodes(frmMain& window) const
 {
-    auto* list = window.findChild<QTreeWidget*>("lvwExams");
+    auto* list = window.findChild<QTreeView*>("lvwExams");
     QStringList codes;
-    for (int row = 0; row < list->topLevelItemCount(); ++row)
-        codes.append(list->topLevelItem(row)->text(0));
+    for (int row = 0; row < list->model()->rowCount(); ++row)
+        codes.append(list->model()->index(row, 0).data().toString());
     codes.sort();
     return codes;
 }
@@ -129,7 +129,7 @@ void frmMainTest::startMessagesInOrder()
     QTest::mouseClick(start, Qt::LeftButton);
     Install("A-1", "A-1.exam", "A-1");
     window.RefreshExamList();
-    window.findChild<QTreeWidget*>("lvwExams")->clearSelection();
+    window.findChild<QTreeView*>("lvwExams")->clearSelection();
     QTest::mouseClick(start, Qt::LeftButton);
     const auto shown = MessageSeam::TakeShown();
     QCOMPARE(shown.size(), 2);
@@ -146,8 +146,8 @@ void frmMainTest::startLoadsCurrentExam()
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     QSignalSpy requested(&window, &frmMain::examRequested);
-    auto* list = window.findChild<QTreeWidget*>("lvwExams");
-    const QRect row = list->visualItemRect(list->topLevelItem(0));
+    auto* list = window.findChild<QTreeView*>("lvwExams");
+    const QRect row = list->visualRect(list->model()->index(0, 1));
     QVERIFY(row.isValid());
     // A real double-click starts with a click; mouseDClick alone sends no press.
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, row.center());
@@ -167,7 +167,7 @@ void frmMainTest::enterStartsSelectedExam()
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     QSignalSpy requested(&window, &frmMain::examRequested);
-    auto* list = window.findChild<QTreeWidget*>("lvwExams");
+    auto* list = window.findChild<QTreeView*>("lvwExams");
     list->setFocus();
     QTest::keyClick(list, Qt::Key_Return);
     QCOMPARE(requested.count(), 1);
