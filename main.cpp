@@ -6,6 +6,8 @@
 
 #include <QTimer>
 
+#include <memory>
+
 int main(int argc, char* argv[])
 {
     Application app(argc, argv);
@@ -13,9 +15,14 @@ int main(int argc, char* argv[])
     try {
         frmMain mainWindow;
         // One exam window serves every sitting; it hides the catalogue while
-        // an exam runs and shows it again when the candidate leaves.
-        frmExam examWindow(&mainWindow);
-        QObject::connect(&mainWindow, &frmMain::examRequested, &examWindow, &frmExam::StartExam);
+        // an exam runs and shows it again when the candidate leaves. It is
+        // built when first needed, not at start-up.
+        std::unique_ptr<frmExam> examWindow;
+        QObject::connect(&mainWindow, &frmMain::examRequested, &mainWindow, [&] {
+            if (!examWindow)
+                examWindow = std::make_unique<frmExam>(&mainWindow);
+            examWindow->StartExam();
+        });
         QObject::connect(&mainWindow, &frmMain::downloadRequested, &mainWindow, [&mainWindow] {
             frmExamDownloader downloader(&mainWindow);
             downloader.exec();

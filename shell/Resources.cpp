@@ -1,5 +1,8 @@
 #include "shell/Resources.h"
 
+#include <QImageReader>
+#include <QPixmap>
+
 #include <QtGlobal>
 
 // Q_INIT_RESOURCE declares the registration function, which must live in
@@ -14,4 +17,13 @@ void InitResources()
 {
     static const bool registered = RegisterResources();
     Q_UNUSED(registered);
+}
+
+QPixmap LoadPicture(const QString& resource)
+{
+    InitResources();
+    QImageReader reader(resource, "png");
+    reader.setAutoDetectImageFormat(false);
+    const QImage image = reader.read();
+    return image.isNull() ? QPixmap(resource) : QPixmap::fromImage(image);
 }

@@ -8,3 +8,11 @@
 // their registration unless something calls this. Every window that shows
 // one of them calls it in its constructor; calls after the first do nothing.
 void InitResources();
+
+class QPixmap;
+class QString;
+
+// One of the compiled-in PNG pictures. The format is fixed rather than
+// detected, so Qt does not load every image plugin to ask whether it can read
+// the picture: that scan costs more than the rest of the main window.
+QPixmap LoadPicture(const QString& resource);

@@ -38,11 +38,10 @@ frmMain::frmMain(QWidget* parent)
     InitResources();
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(ApplicationTitle());
-    // From pixmaps: a QIcon made from a file name loads the icon engines first,
-    // which costs more than the rest of the window.
+    // From pixmaps: a QIcon made from a file name loads the icon engines first.
     QIcon icon;
-    icon.addPixmap(QPixmap(QStringLiteral(":/icons/Complete")));
-    icon.addPixmap(QPixmap(QStringLiteral(":/icons/Complete@2x")));
+    icon.addPixmap(LoadPicture(QStringLiteral(":/icons/Complete")));
+    icon.addPixmap(LoadPicture(QStringLiteral(":/icons/Complete@2x")));
     setWindowIcon(icon);
     resize(760, 520);
     setMinimumSize(520, 380);
@@ -51,7 +50,7 @@ frmMain::frmMain(QWidget* parent)
     m_picLogo->setObjectName(QStringLiteral("picLogo"));
     // Drawn at the header's size; the twice-as-large twin on dense screens.
     const bool dense = devicePixelRatioF() > 1.0;
-    QPixmap logo(dense ? QStringLiteral(":/LogoHeader@2x") : QStringLiteral(":/LogoHeader"));
+    QPixmap logo = LoadPicture(dense ? QStringLiteral(":/LogoHeader@2x") : QStringLiteral(":/LogoHeader"));
     logo.setDevicePixelRatio(dense ? 2.0 : 1.0);
     m_picLogo->setPixmap(logo);
     m_picLogo->setContentsMargins(4, 4, 4, 4);
