@@ -10,18 +10,20 @@
 #include <QStringList>
 
 // The reference download server run as a child process for one test: its
-// database and packs live in a folder the test owns, it listens on a free
-// port of 127.0.0.1 and is ended when the object goes. Needs COURIER, the
-// server's path, from the build.
+// database lives in a folder the test owns, it listens on a free port of
+// 127.0.0.1 and is ended when the object goes. Needs COURIER, the server's
+// path, from the build.
 class CourierProcess
 {
 public:
-    // `folder` holds the database file and the packs folder "packs".
-    explicit CourierProcess(const QString& folder)
+    // `folder` holds the database file; packs are served from `packs`, by
+    // default the folder's "packs".
+    explicit CourierProcess(const QString& folder, const QString& packs = {})
         : m_folder(folder)
+        , m_packs(packs.isEmpty() ? folder + QStringLiteral("/packs") : packs)
     {
         m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        QDir(folder).mkpath(QStringLiteral("packs"));
+        QDir().mkpath(m_packs);
     }
 
     ~CourierProcess() { Stop(); }
@@ -29,17 +31,29 @@ public:
     CourierProcess(const CourierProcess&) = delete;
     CourierProcess& operator=(const CourierProcess&) = delete;
 
-    QString PacksFolder() const { return m_folder + QStringLiteral("/packs"); }
+    QString PacksFolder() const { return m_packs; }
     QString Database() const { return m_folder + QStringLiteral("/courier.sqlite"); }
 
     // An admin command such as {"add-account", "bob", "secret"}; true when it
-    // exits 0.
-    bool Admin(const QStringList& command) const
+    // exits 0. `output` receives what it printed.
+    bool Admin(const QStringList& command, QByteArray* output = nullptr) const
     {
         QProcess process;
         process.start(QStringLiteral(COURIER), QStringList{ QStringLiteral("--database"), Database() } + command);
-        return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit
+        const bool done = process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit
             && process.exitCode() == 0;
+        if (output)
+            *output = process.readAllStandardOutput();
+        return done;
+    }
+
+    // Adds the account and grants it each of `exams`.
+    bool AddAccount(const QString& user, const QString& password, const QStringList& exams) const
+    {
+        bool done = Admin({ QStringLiteral("add-account"), user, password });
+        for (const QString& exam : exams)
+            done = done && Admin({ QStringLiteral("grant"), user, exam });
+        return done;
     }
 
     // The server logs every request on standard error; tests pass it on,
@@ -54,7 +68,7 @@ public:
     // server has said where it listens.
     bool Start(const QString& mode = {})
     {
-        QStringList arguments{ QStringLiteral("--database"), Database(), QStringLiteral("--packs"), PacksFolder(),
+        QStringList arguments{ QStringLiteral("--database"), Database(), QStringLiteral("--packs"), m_packs,
                                QStringLiteral("--port"), QStringLiteral("0") };
         if (!mode.isEmpty())
             arguments << QStringLiteral("--misbehave") << mode;
@@ -114,6 +128,7 @@ public:
 
 private:
     QString m_folder;
+    QString m_packs;
     QString m_endpoint;
     QProcess m_process;
 };

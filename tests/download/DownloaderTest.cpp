@@ -1,14 +1,14 @@
+#include "common/TestUtil.h"
 #include "download/Downloader.h"
 #include "download/InternetTransfer.h"
-#include "model/Error.h"
 #include "tests/download/CourierProcess.h"
 
-#include <QFile>
-#include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
+
+using namespace TestUtil;
 
 namespace {
 
@@ -37,30 +37,23 @@ QByteArray PackBytes(int size)
     return bytes;
 }
 
-QByteArray FileBytes(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 // The downloader's events in the order they come; chunks only counted.
 struct Events
 {
     explicit Events(Downloader& downloader)
     {
-        QObject::connect(&downloader, &Downloader::DownloadStarted, [this] { Order << QStringLiteral("started"); });
+        QObject::connect(&downloader, &Downloader::DownloadStarted, [this] { Order << "started"; });
         QObject::connect(&downloader, &Downloader::ChunkDownloaded, [this] { ++Chunks; });
-        QObject::connect(&downloader, &Downloader::DownloadFailed, [this] { Order << QStringLiteral("failed"); });
-        QObject::connect(&downloader, &Downloader::DownloadComplete, [this] { Order << QStringLiteral("complete"); });
+        QObject::connect(&downloader, &Downloader::DownloadFailed, [this] { Order << "failed"; });
+        QObject::connect(&downloader, &Downloader::DownloadComplete, [this] { Order << "complete"; });
     }
-    bool Ended() const { return Order.contains(QStringLiteral("complete")); }
+    bool Ended() const { return Order.contains("complete"); }
 
     QStringList Order;
     int Chunks = 0;
 };
 
-const QStringList Completed{ QStringLiteral("started"), QStringLiteral("complete") };
-const QStringList FailedThenCompleted{ QStringLiteral("started"), QStringLiteral("failed"), QStringLiteral("complete") };
+const QStringList Completed{ "started", "complete" };
 
 } // namespace
 
@@ -83,6 +76,14 @@ private Q_SLOTS:
     void badFileNamesStartNothing();
 
 private:
+    // Downloads exam `examId` from the well-behaved server into the test's
+    // folder and waits for the end.
+    void Fetch(const QString& examId, Events& events)
+    {
+        m_downloader->GetFile(m_server->PackUrl(m_sessionId, examId), m_target, examId + QStringLiteral(".exe"));
+        QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 20000);
+    }
+
     QTemporaryDir m_dir;
     std::unique_ptr<CourierProcess> m_server;
     QString m_sessionId;
@@ -97,11 +98,10 @@ void DownloaderTest::initTestCase()
     qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
     qputenv("XDG_DATA_HOME", m_dir.filePath(QStringLiteral("data")).toUtf8());
     m_server = std::make_unique<CourierProcess>(m_dir.filePath(QStringLiteral("courier")));
-    QVERIFY(m_server->Admin({ QStringLiteral("add-account"), User, Password }));
+    QVERIFY(m_server->AddAccount(User, Password, Packs.keys()));
     for (auto pack = Packs.begin(); pack != Packs.end(); ++pack) {
         QFile file(m_server->PacksFolder() + u'/' + pack.key() + QStringLiteral(".pack"));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(PackBytes(pack.value())) == pack.value());
-        QVERIFY(m_server->Admin({ QStringLiteral("grant"), User, pack.key() }));
     }
     QVERIFY(m_server->Start());
     m_sessionId = m_server->Login(User, Password);
@@ -134,38 +134,30 @@ void DownloaderTest::chunkCounts_data()
 void DownloaderTest::chunkCounts()
 {
     QFETCH(QString, examId);
-    QFETCH(int, chunks);
     const int size = Packs.value(examId);
     Events events(*m_downloader);
-    m_downloader->GetFile(m_server->PackUrl(m_sessionId, examId), m_target, examId + QStringLiteral(".exe"));
-    QCOMPARE(events.Order, QStringList{ QStringLiteral("started") });
-    QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 20000);
-
+    Fetch(examId, events);
     QCOMPARE(events.Order, Completed);
-    QCOMPARE(events.Chunks, chunks);
+    QTEST(events.Chunks, "chunks");
     QCOMPARE(m_downloader->FileSize(), size);
     QCOMPARE(m_downloader->Downloaded(), size);
     QVERIFY(m_downloader->IsWhole());
     QVERIFY(!m_transfer->StillExecuting());
-    QVERIFY(FileBytes(m_target + u'/' + examId + QStringLiteral(".exe")) == PackBytes(size));
+    QVERIFY(ReadAll(m_target + u'/' + examId + QStringLiteral(".exe")) == PackBytes(size));
 }
 
 void DownloaderTest::brokenTransfers_data()
 {
     QTest::addColumn<QString>("mode");
     QTest::addColumn<int>("status");
-    QTest::addColumn<int>("fileSize"); // -1: whatever the page's length is
     QTest::addColumn<bool>("failed");
-    QTest::addColumn<bool>("whole");
-    // Announced 1250 of 2500: HTTP ends the body at the announced length, so
-    // what arrives is consistent and this layer cannot tell the rest existed.
-    QTest::newRow("length too small") << QStringLiteral("length-too-small") << 200 << 1250 << false << true;
-    QTest::newRow("length too large") << QStringLiteral("length-too-large") << 200 << 3500 << true << false;
-    QTest::newRow("dropped mid-pack") << QStringLiteral("drop-mid-pack") << 200 << 2500 << true << false;
-    QTest::newRow("404 page") << QStringLiteral("not-found-pack") << 404 << -1 << false << false;
-    QTest::newRow("never answers") << QStringLiteral("never-answer") << 0 << 0 << true << false;
-    QTest::newRow("refused port") << QStringLiteral("closed-port") << 0 << 0 << true << false;
-    QTest::newRow("folder missing") << QStringLiteral("missing-folder") << 200 << 2500 << true << false;
+    // A "content-length" too large fails like the dropped connection: the
+    // server closes before the announced end. One too small goes unseen
+    // here (HTTP ends the body there); the window's pack check catches it.
+    QTest::newRow("dropped mid-pack") << "drop-mid-pack" << 200 << true;
+    QTest::newRow("404 page") << "not-found-pack" << 404 << false;
+    QTest::newRow("never answers") << "never-answer" << 0 << true;
+    QTest::newRow("folder missing") << "missing-folder" << 200 << true;
 }
 
 // A cut or refused transfer is an error event and never a whole file; every
@@ -174,43 +166,38 @@ void DownloaderTest::brokenTransfers()
 {
     QFETCH(QString, mode);
     QFETCH(int, status);
-    QFETCH(int, fileSize);
     QFETCH(bool, failed);
-    QFETCH(bool, whole);
     std::unique_ptr<CourierProcess> server;
-    QString url = m_server->PackUrl(m_sessionId, QStringLiteral("101"));
+    QString url = m_server->PackUrl(m_sessionId, "101");
     QString target = m_target;
-    if (mode == QLatin1String("closed-port")) {
-        QTcpServer probe;
-        QVERIFY(probe.listen(QHostAddress::LocalHost, 0));
-        url = QStringLiteral("http://127.0.0.1:%1/packs/101.exe").arg(probe.serverPort());
-    } else if (mode == QLatin1String("missing-folder")) {
-        target += QStringLiteral("/missing");
+    QString fileName = "101.exe";
+    if (mode == "missing-folder") {
+        target += "/missing";
     } else {
-        server = std::make_unique<CourierProcess>(m_dir.filePath(QStringLiteral("courier")));
+        server = std::make_unique<CourierProcess>(m_dir.filePath("courier"));
         QVERIFY(server->Start(mode));
-        const QString sessionId =
-            mode == QLatin1String("never-answer") ? QStringLiteral("0") : server->Login(User, Password);
+        const QString sessionId = mode == "never-answer" ? "0" : server->Login(User, Password);
         QVERIFY(!sessionId.isEmpty());
-        url = server->PackUrl(sessionId, QStringLiteral("101"));
+        url = server->PackUrl(sessionId, "101");
     }
-    m_transfer->SetTimeout(mode == QLatin1String("never-answer") ? 300 : 10000);
+    if (mode == "never-answer") {
+        // No file name: it comes from the address.
+        url = server->Endpoint();
+        fileName.clear();
+        m_transfer->SetTimeout(300);
+    }
     Events events(*m_downloader);
-    // No file name for the refused port: it comes from the address.
-    m_downloader->GetFile(url, target, mode == QLatin1String("closed-port") ? QString() : QStringLiteral("101.exe"));
-    QCOMPARE(m_downloader->FileName(), QStringLiteral("101.exe"));
+    m_downloader->GetFile(url, target, fileName);
+    QCOMPARE(m_downloader->FileName(), fileName.isEmpty() ? "PackCourier.asp" : fileName);
     QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 10000);
 
-    QCOMPARE(events.Order, failed ? FailedThenCompleted : Completed);
-    QCOMPARE(m_downloader->Failed(), failed);
+    QCOMPARE(events.Order, failed ? QStringList({ "started", "failed", "complete" }) : Completed);
     QCOMPARE(!m_downloader->FailureDescription().isEmpty(), failed);
     QCOMPARE(m_downloader->StatusCode(), status);
-    if (fileSize >= 0)
-        QCOMPARE(m_downloader->FileSize(), fileSize);
     QVERIFY(m_downloader->Downloaded() <= m_downloader->FileSize());
-    QCOMPARE(m_downloader->IsWhole(), whole);
+    QVERIFY(!m_downloader->IsWhole());
     QVERIFY(!m_transfer->StillExecuting());
-    const QByteArray written = FileBytes(m_downloader->TargetFile());
+    const QByteArray written = ReadAll(m_downloader->TargetFile());
     QCOMPARE(written.size(), m_downloader->BytesWritten());
     if (status == 200)
         QVERIFY(written == PackBytes(2500).left(written.size()));
@@ -249,13 +236,12 @@ void DownloaderTest::cancel()
     QVERIFY(m_downloader->Cancelled());
     QVERIFY(!m_downloader->IsWhole());
     QVERIFY(!m_transfer->StillExecuting());
-    QVERIFY(FileBytes(m_downloader->TargetFile()) == PackBytes(silentServer ? 0 : 1024));
+    QVERIFY(ReadAll(m_downloader->TargetFile()) == PackBytes(silentServer ? 0 : 1024));
 
     // The same instance serves the next download in full.
     disconnect(cancelling);
     events.Order.clear();
-    m_downloader->GetFile(m_server->PackUrl(m_sessionId, QStringLiteral("101")), m_target, QStringLiteral("101.exe"));
-    QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 10000);
+    Fetch(QStringLiteral("101"), events);
     QVERIFY(m_downloader->IsWhole());
 }
 
@@ -278,7 +264,6 @@ void DownloaderTest::rateMeter()
 {
     QFETCH(double, start);
     QFETCH(double, step);
-    QFETCH(int, rate);
     double now = start;
     m_downloader->SetClock([&] {
         now += step;
@@ -287,10 +272,9 @@ void DownloaderTest::rateMeter()
         return now;
     });
     Events events(*m_downloader);
-    m_downloader->GetFile(m_server->PackUrl(m_sessionId, QStringLiteral("k10")), m_target, QStringLiteral("k10.exe"));
-    QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 10000);
+    Fetch(QStringLiteral("k10"), events);
     QCOMPARE(events.Chunks, 10);
-    QCOMPARE(m_downloader->TransferRate(), rate);
+    QTEST(m_downloader->TransferRate(), "rate");
 }
 
 void DownloaderTest::badFileNamesStartNothing_data()
@@ -310,13 +294,9 @@ void DownloaderTest::badFileNamesStartNothing()
     QFETCH(QString, url);
     QFETCH(QString, fileName);
     Events events(*m_downloader);
-    try {
-        m_downloader->GetFile(url, m_target, fileName);
-        QFAIL("no error raised");
-    } catch (const Error& error) {
-        QCOMPARE(error.Number(), ErrorNumber::InvalidCall);
-        QCOMPARE(error.Source(), QStringLiteral("Downloader::GetFile()"));
-    }
+    const Error e = Raised([&] { m_downloader->GetFile(url, m_target, fileName); });
+    QCOMPARE(e.Number(), ErrorNumber::InvalidCall);
+    QCOMPARE(e.Source(), QStringLiteral("Downloader::GetFile()"));
     QVERIFY(events.Order.isEmpty());
     QVERIFY(!m_transfer->StillExecuting());
 }

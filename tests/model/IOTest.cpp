@@ -12,18 +12,14 @@ class IOTest : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void cleanup();
-    void folderId_data();
-    void folderId();
+    void folderIds();
     void specialFolder_data();
     void specialFolder();
-    void specialFolderDefaultsToLocalShare();
     void combinePath_data();
     void combinePath();
     void fileExists_data();
     void fileExists();
     void subFolders();
-    void subFoldersOfEmptyOrMissingFolder();
     void pathParts_data();
     void pathParts();
     void changeExtension_data();
@@ -32,8 +28,6 @@ private Q_SLOTS:
     void formatSize();
 
 private:
-    QString Touch(const QString& relative);
-
     QTemporaryDir m_home;
     QTemporaryDir m_files;
 };
@@ -41,77 +35,59 @@ private:
 void IOTest::initTestCase()
 {
     QVERIFY(m_home.isValid() && m_files.isValid());
-    // Every folder the lookups can reach points into the temporary home.
+    // Every folder the lookups can reach is a default under the temporary home.
     qputenv("HOME", QFile::encodeName(m_home.path()));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_home.filePath("config")));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(m_home.filePath("data")));
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(m_home.filePath("cache")));
-    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    for (const char* name : { "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME" })
+        qunsetenv(name);
+
+    QVERIFY(QDir(m_files.path()).mkpath("sub"));
+    for (const char* name : { "ABC-101.exam", ".hidden", "Exam [1].exam", "Exam 2.exam", "back\\slash" }) {
+        QFile file(m_files.filePath(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
 }
 
-void IOTest::cleanup()
+void IOTest::folderIds()
 {
-    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(m_home.filePath("data")));
-}
-
-QString IOTest::Touch(const QString& relative)
-{
-    QFile file(m_files.filePath(relative));
-    if (!file.open(QIODevice::WriteOnly))
-        qFatal("cannot create %s", qPrintable(file.fileName()));
-    return file.fileName();
-}
-
-void IOTest::folderId_data()
-{
-    QTest::addColumn<QString>("macro");
-    QTest::addColumn<qint32>("id");
-    const QList<QPair<const char*, qint32>> table = {
-        { "$(DESKTOP)", 0 }, { "$(PROGRAMSMENU)", 2 }, { "$(MYDOCUMENTS)", 5 },
-        { "$(FAVORITES)", 6 }, { "$(STARTUP)", 7 }, { "$(RECENT)", 8 },
-        { "$(SENDTO)", 9 }, { "$(STARTMENU)", 11 }, { "$(DESKTOPFOLDER)", 16 },
-        { "$(NETWORK)", 18 }, { "$(NETHOOD)", 19 }, { "$(FONTS)", 20 },
+    static const struct
+    {
+        const char* macro;
+        qint32 id;
+    } table[] = {
+        { "$(DESKTOP)", 0 }, { "$(PROGRAMSMENU)", 2 }, { "$(MYDOCUMENTS)", 5 }, { "$(FAVORITES)", 6 },
+        { "$(STARTUP)", 7 }, { "$(RECENT)", 8 }, { "$(SENDTO)", 9 }, { "$(STARTMENU)", 11 },
+        { "$(DESKTOPFOLDER)", 16 }, { "$(NETWORK)", 18 }, { "$(NETHOOD)", 19 }, { "$(FONTS)", 20 },
         { "$(TEMPLATES)", 21 }, { "$(ALLUSERSSTARTMENU)", 22 }, { "$(ALLUSERSPROGRAMSMENU)", 23 },
-        { "$(ALLUSERSSTARTUP)", 24 }, { "$(ALLUSERSDESKTOP)", 25 }, { "$(APPDATA)", 26 },
-        { "$(PRINTHOOD)", 27 }, { "$(LOCALAPPDATA)", 28 }, { "$(ALLUSERSFAVORITES)", 31 },
-        { "$(INTERNETCACHE)", 32 }, { "$(COOKIES)", 33 }, { "$(HISTORY)", 34 },
-        { "$(ALLUSERSAPPDATA)", 35 }, { "$(WINDOWS)", 36 }, { "$(SYSTEM)", 37 },
-        { "$(PROGRAMFILES)", 38 }, { "$(MYPICTURES)", 39 }, { "$(PROFILE)", 40 },
+        { "$(ALLUSERSSTARTUP)", 24 }, { "$(ALLUSERSDESKTOP)", 25 }, { "$(APPDATA)", 26 }, { "$(PRINTHOOD)", 27 },
+        { "$(LOCALAPPDATA)", 28 }, { "$(ALLUSERSFAVORITES)", 31 }, { "$(INTERNETCACHE)", 32 },
+        { "$(COOKIES)", 33 }, { "$(HISTORY)", 34 }, { "$(ALLUSERSAPPDATA)", 35 }, { "$(WINDOWS)", 36 },
+        { "$(SYSTEM)", 37 }, { "$(PROGRAMFILES)", 38 }, { "$(MYPICTURES)", 39 }, { "$(PROFILE)", 40 },
         { "$(COMMONFILES)", 43 }, { "$(ALLUSERSTEMPLATES)", 45 }, { "$(ALLUSERSDOCUMENTS)", 46 },
         { "$(ALLUSERSADMINTOOLS)", 47 },
+        // Only spaces are trimmed and case is ignored; anything else is the desktop.
+        { " $(programFiles) ", 38 }, { "\t$(PROGRAMFILES)", 0 }, { "$(PROGRAMFILES)/X", 0 }, { "", 0 },
     };
-    QCOMPARE(table.size(), 34);
-    for (const auto& [macro, id] : table)
-        QTest::newRow(macro) << QString::fromLatin1(macro) << id;
-
-    QTest::newRow("mixed case") << "$(ProgramFiles)" << 38;
-    QTest::newRow("lower case in blanks") << " $(programfiles) " << 38;
-    QTest::newRow("macro with a path") << "$(PROGRAMFILES)/X" << 0;
-    QTest::newRow("tab is not a blank") << "\t$(PROGRAMFILES)" << 0;
-    QTest::newRow("without parentheses") << "PROGRAMFILES" << 0;
-    QTest::newRow("empty") << "" << 0;
-}
-
-void IOTest::folderId()
-{
-    QFETCH(QString, macro);
-    QTEST(GetFolderID(macro), "id");
+    static_assert(std::size(table) == 34 + 4);
+    QStringList wrong;
+    for (const auto& [macro, id] : table) {
+        if (GetFolderID(macro) != id)
+            wrong << QString("\"%1\" gives %2").arg(macro).arg(GetFolderID(macro));
+    }
+    QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join(", ")));
 }
 
 void IOTest::specialFolder_data()
 {
     QTest::addColumn<QString>("macro");
     QTest::addColumn<QString>("relative"); // to the temporary home; "-" for no folder
-    QTest::newRow("program files is the data home") << "$(PROGRAMFILES)" << "data";
-    QTest::newRow("local app data") << " $(localappdata)" << "data";
-    QTest::newRow("app data is the config home") << "$(APPDATA)" << "config";
-    QTest::newRow("internet cache") << "$(INTERNETCACHE)" << "cache";
+    QTest::newRow("program files is the data home") << "$(PROGRAMFILES)" << ".local/share";
+    QTest::newRow("local app data") << "$(LOCALAPPDATA)" << ".local/share";
+    QTest::newRow("app data is the config home") << "$(APPDATA)" << ".config";
+    QTest::newRow("internet cache") << "$(INTERNETCACHE)" << ".cache";
     QTest::newRow("profile") << "$(PROFILE)" << "";
     QTest::newRow("documents") << "$(MYDOCUMENTS)" << "Documents";
     QTest::newRow("unknown macro is the desktop") << "$(NOSUCHFOLDER)" << "Desktop";
     QTest::newRow("network has no folder") << "$(NETWORK)" << "-";
-    QTest::newRow("cookies have no folder") << "$(COOKIES)" << "-";
 }
 
 void IOTest::specialFolder()
@@ -122,18 +98,11 @@ void IOTest::specialFolder()
     QCOMPARE(GetSpecialFolder(macro), expected);
 }
 
-void IOTest::specialFolderDefaultsToLocalShare()
-{
-    qunsetenv("XDG_DATA_HOME");
-    QCOMPARE(GetSpecialFolder("$(PROGRAMFILES)"), m_home.filePath(".local/share"));
-}
-
 void IOTest::combinePath_data()
 {
     QTest::addColumn<QString>("folder");
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("blanks after folder") << "/a " << "B" << "/a/B";
     QTest::newRow("folder ends with separator") << "/a/" << "B" << "/a/B";
     QTest::newRow("name kept as given") << " /a" << " B " << "/a/ B ";
     QTest::newRow("empty folder") << "" << "B" << "/B";
@@ -154,25 +123,19 @@ void IOTest::fileExists_data()
     QTest::newRow("file") << "ABC-101.exam" << true;
     QTest::newRow("missing file") << "ABC-102.exam" << false;
     QTest::newRow("folder") << "sub" << true;
-    QTest::newRow("star") << "*.exam" << true;
     QTest::newRow("star without match") << "*.exe" << false;
     QTest::newRow("question mark") << "ABC-10?.exam" << true;
     QTest::newRow("star finds hidden file") << "*.hidden" << true;
-    QTest::newRow("brackets are literal") << "Exam [1].exam" << true;
-    QTest::newRow("brackets are no class") << "Exam [2].exam" << false;
-    QTest::newRow("backslash is literal") << "back\\slash" << true;
-    QTest::newRow("inside missing folder") << "nowhere/*" << false;
+    // With a wildcard the name goes through the pattern matcher: "[2]" must
+    // not match "Exam 2.exam", nor "\s" match "backslash".
+    QTest::newRow("brackets are literal") << "Exam [1].exa?" << true;
+    QTest::newRow("brackets are no class") << "Exam [2].exa?" << false;
+    QTest::newRow("backslash is literal") << "back\\slas?" << true;
 }
 
 void IOTest::fileExists()
 {
     QFETCH(QString, relative);
-    QVERIFY(QDir(m_files.path()).mkpath("sub"));
-    Touch("ABC-101.exam");
-    Touch(".hidden");
-    Touch("Exam [1].exam");
-    Touch("Exam 2.exam");
-    Touch("back\\slash");
     QTEST(FileExists(m_files.filePath(relative)), "expected");
 }
 
@@ -180,23 +143,17 @@ void IOTest::subFolders()
 {
     QTemporaryDir dir;
     QDir root(dir.path());
+    QStringList names = GetSubFolders(dir.path());
+    QCOMPARE(names.size(), 2); // "." and ".." of an empty folder
     QVERIFY(root.mkpath("one") && root.mkpath(".two") && root.mkpath("elsewhere"));
     QVERIFY(QFile::link(root.filePath("elsewhere"), root.filePath("link")));
     QVERIFY(QFile::link(root.filePath("gone"), root.filePath("dangling")));
     QFile file(root.filePath("file.exam"));
     QVERIFY(file.open(QIODevice::WriteOnly));
 
-    QStringList names = GetSubFolders(dir.path() + "  ");
+    names = GetSubFolders(dir.path() + "  ");
     names.sort();
     QCOMPARE(names, QStringList({ ".", "..", ".two", "elsewhere", "link", "one" }));
-}
-
-void IOTest::subFoldersOfEmptyOrMissingFolder()
-{
-    QTemporaryDir dir;
-    QStringList names = GetSubFolders(dir.path());
-    names.sort();
-    QCOMPARE(names, QStringList({ ".", ".." }));
     QCOMPARE(GetSubFolders(dir.filePath("missing")), QStringList());
 }
 
@@ -208,7 +165,6 @@ void IOTest::pathParts_data()
     QTest::addColumn<QString>("extension");
     QTest::newRow("full path") << "/x/ABC-101/ABC-101.exam" << "ABC-101.exam" << "ABC-101" << "exam";
     QTest::newRow("no folder") << "a.b.c" << "a.b.c" << "a.b" << "c";
-    QTest::newRow("no extension") << "/x/readme" << "readme" << "readme" << "";
     QTest::newRow("trailing dot") << "file." << "file." << "file" << "";
     QTest::newRow("hidden file") << "/x/.profile" << ".profile" << "" << "profile";
     QTest::newRow("blanks around") << " a.txt  " << " a.txt  " << " a" << "txt";
@@ -229,8 +185,6 @@ void IOTest::changeExtension_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("extension");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("without dot") << "x.txt" << "exe" << "x.exe";
-    QTest::newRow("with dot") << "x.txt" << ".exe" << "x.exe";
     QTest::newRow("doubled dot") << "x.txt" << "..exe" << "x.exe";
     QTest::newRow("no old extension") << "ABC-101" << "exam" << "ABC-101.exam";
     QTest::newRow("dotted folder name") << "ABC.101" << "exam" << "ABC.exam";
@@ -242,9 +196,8 @@ void IOTest::changeExtension()
 {
     QFETCH(QString, path);
     QFETCH(QString, extension);
-    QFETCH(QString, expected);
-    QCOMPARE(ChangeExtension(path, extension), expected);
-    QCOMPARE(path, expected);
+    QTEST(ChangeExtension(path, extension), "expected");
+    QTEST(path, "expected"); // changed in place as well
 }
 
 void IOTest::formatSize_data()
@@ -255,13 +208,10 @@ void IOTest::formatSize_data()
     QTest::addColumn<QString>("expected");
     const QLocale us(QLocale::English, QLocale::UnitedStates);
     const QLocale de(QLocale::German, QLocale::Germany);
-    QTest::newRow("bytes") << us << 512.0 << qint16(0) << "512 bytes";
-    QTest::newRow("bytes ignore decimals") << us << 512.0 << qint16(2) << "512 bytes";
     QTest::newRow("zero") << us << 0.0 << qint16(2) << "0 bytes";
+    QTest::newRow("bytes ignore decimals") << us << 512.0 << qint16(2) << "512 bytes";
     QTest::newRow("last byte count, grouped") << us << 1023.0 << qint16(0) << "1,023 bytes";
     QTest::newRow("first kilobyte") << us << 1024.0 << qint16(2) << "1.00 KB";
-    QTest::newRow("kilobytes") << us << 1536.0 << qint16(1) << "1.5 KB";
-    QTest::newRow("a million bytes") << us << 1000000.0 << qint16(2) << "976.56 KB";
     QTest::newRow("999 KB") << us << 1022976.0 << qint16(0) << "999 KB";
     QTest::newRow("1000 KB is megabytes") << us << 1024000.0 << qint16(2) << "0.98 MB";
     QTest::newRow("last megabyte row") << us << 999999.0 * 1024 << qint16(2) << "976.56 MB";

@@ -22,13 +22,10 @@ class PageGeometryTest : public QObject
 private Q_SLOTS:
     void layoutPage_data();
     void layoutPage();
-    void layoutButtons_data();
-    void layoutButtons();
     void layoutChoices_data();
     void layoutChoices();
     void scrollFor_data();
     void scrollFor();
-    void infoHomeAndBounds();
     void dragInfo_data();
     void dragInfo();
 };
@@ -36,83 +33,46 @@ private Q_SLOTS:
 void PageGeometryTest::layoutPage_data()
 {
     QTest::addColumn<qint32>("windowWidth");
-    QTest::addColumn<qint32>("border");
+    QTest::addColumn<bool>("exhibit");
     QTest::addColumn<TwipsRect>("frame");
-    QTest::addColumn<qint32>("contentWidth");
-    QTest::addColumn<qint32>("questionWidth");
     QTest::addColumn<TwipsRect>("scrollBar");
-    QTest::addColumn<qint32>("timeLeft");
     QTest::addColumn<Point>("infoHome");
-    // Window 12000 high; mark box at 120, 360 high; buttons 510 high; scroll
-    // bar 240 wide; time label 3000 wide; panel 4200 x 1680.
-    // Frame top 120 + 360 + 100 = 580, height 12000 - 580 - 510 - 100 = 10810.
-    QTest::newRow("1280 px wide, 1 px border") << 19200 << 15 << Box(96, 580, 19008, 10810) << 18409 << 18041
-                                               << Box(18738, 0, 240, 10780) << 16024 << Point { 14488, 9050 };
-    QTest::newRow("no border") << 19200 << 0 << Box(96, 580, 19008, 10810) << 18438 << 18069
-                               << Box(18768, 0, 240, 10810) << 16054 << Point { 14518, 9080 };
-    // 99 % of 10201 is 10098.99: the frame is 10099 wide, 51 from the left.
-    QTest::newRow("odd width") << 10201 << 15 << Box(51, 580, 10099, 10810) << 9767 << 9572 << Box(9829, 0, 240, 10780)
-                               << 7070 << Point { 5579, 9050 };
+    QTest::addColumn<QList<qint32>>("widths"); // content, question text
+    QTest::addColumn<QList<qint32>>("lefts"); // time; buttons Previous, Exhibit, Review
+    // Window 12000 high, 1-pixel frame border; mark box at 120, 360 high;
+    // buttons 510 high: frame from 580, 12000 - 580 - 510 - 100 = 10810 high.
+    // Previous sits half-way between Next and Review, or at a third with Exhibit.
+    QTest::newRow("1280 px wide, no exhibit")
+        << 19200 << false << Box(96, 580, 19008, 10810) << Box(18738, 0, 240, 10780) << Point { 14488, 9050 }
+        << QList<qint32> { 18409, 18041 } << QList<qint32> { 16024, 8700, -1, 17304 };
+    // 99 % of 10201 is 10098.99: the frame is 10099 wide, 51 from the left;
+    // the button span 8299 splits at 2766.3 and 5532.7, to the nearest twip.
+    QTest::newRow("odd width, exhibit")
+        << 10201 << true << Box(51, 580, 10099, 10810) << Box(9829, 0, 240, 10780) << Point { 5579, 9050 }
+        << QList<qint32> { 9767, 9572 } << QList<qint32> { 7070, 2817, 5584, 8350 };
 }
 
 void PageGeometryTest::layoutPage()
 {
     QFETCH(qint32, windowWidth);
-    QFETCH(qint32, border);
-    PageGeometry::PageInput in;
-    in.WindowInnerWidth = windowWidth;
-    in.WindowInnerHeight = 12000;
-    in.MarkTop = 120;
-    in.MarkHeight = 360;
-    in.FrameBorder = border;
-    in.ScrollBarWidth = 240;
-    in.TimeWidth = 3000;
-    in.InfoWidth = 4200;
-    in.InfoHeight = 1680;
-    in.ButtonHeight = 510;
-    in.ReviewWidth = 1800;
-    const PageGeometry::PageLayout out = PageGeometry::LayoutPage(in);
-    QTEST(out.Frame, "frame");
-    QCOMPARE(out.FrameInnerWidth, out.Frame.Width() - 2 * border);
-    QCOMPARE(out.FrameInnerHeight, out.Frame.Height() - 2 * border);
-    QTEST(out.ContentWidth, "contentWidth");
-    QTEST(out.QuestionWidth, "questionWidth");
-    QTEST(out.ScrollBar, "scrollBar");
-    QCOMPARE(out.MarkLeft, out.Frame.Left);
-    QTEST(out.TimeLeft, "timeLeft");
-    QTEST(out.InfoHome, "infoHome");
-    // The row sits on the window's bottom edge, 100 below the frame.
-    QCOMPARE(out.Buttons.Top, 11490);
-    QCOMPARE(out.Buttons.Top - out.Frame.Bottom, 100);
-}
-
-void PageGeometryTest::layoutButtons_data()
-{
-    QTest::addColumn<qint32>("frameLeft");
-    QTest::addColumn<qint32>("frameWidth");
-    QTest::addColumn<bool>("exhibit");
-    QTest::addColumn<qint32>("prev");
-    QTest::addColumn<qint32>("exhibitLeft");
-    QTest::addColumn<qint32>("review");
-    // Review right-aligned with the frame: 100 + 9000 - 1500 = 7600; span 7500.
-    QTest::newRow("without exhibit: Previous half-way") << 100 << 9000 << false << 3850 << 3850 << 7600;
-    QTest::newRow("with exhibit: thirds") << 100 << 9000 << true << 2600 << 5100 << 7600;
-    // A frame 2500 wide gives a span of 1000: thirds at 333.3 and 666.7.
-    QTest::newRow("thirds round to the nearest twip") << 0 << 2500 << true << 333 << 667 << 1000;
-}
-
-void PageGeometryTest::layoutButtons()
-{
-    QFETCH(qint32, frameLeft);
-    QFETCH(qint32, frameWidth);
     QFETCH(bool, exhibit);
-    const PageGeometry::ButtonRow row = PageGeometry::LayoutButtons(frameLeft, frameWidth, 6000, 500, 1500, exhibit);
-    QCOMPARE(row.Top, 5500);
-    QCOMPARE(row.NextLeft, frameLeft);
-    QTEST(row.PrevLeft, "prev");
+    QFETCH(QList<qint32>, widths);
+    QFETCH(QList<qint32>, lefts);
+    const PageGeometry::PageLayout out = PageGeometry::LayoutPage({ .WindowInnerWidth = windowWidth,
+        .WindowInnerHeight = 12000, .MarkTop = 120, .MarkHeight = 360, .FrameBorder = 15, .ScrollBarWidth = 240,
+        .TimeWidth = 3000, .InfoWidth = 4200, .InfoHeight = 1680, .ButtonHeight = 510, .ReviewWidth = 1800,
+        .ExhibitVisible = exhibit });
+    QTEST(out.Frame, "frame");
+    QTEST(out.ScrollBar, "scrollBar");
+    QTEST(out.InfoHome, "infoHome");
+    QCOMPARE(QList<qint32>({ out.ContentWidth, out.QuestionWidth }), widths);
+    QCOMPARE(out.TimeLeft, lefts[0]);
+    QCOMPARE(out.Buttons.Top, 11490); // on the window's bottom edge, 100 below the frame
+    QCOMPARE(out.Buttons.NextLeft, out.Frame.Left);
+    QCOMPARE(out.Buttons.PrevLeft, lefts[1]);
     if (exhibit)
-        QTEST(row.ExhibitLeft, "exhibitLeft");
-    QTEST(row.ReviewLeft, "review");
+        QCOMPARE(out.Buttons.ExhibitLeft, lefts[2]);
+    QCOMPARE(out.Buttons.ReviewLeft, lefts[3]);
 }
 
 void PageGeometryTest::layoutChoices_data()
@@ -120,7 +80,8 @@ void PageGeometryTest::layoutChoices_data()
     QTest::addColumn<QList<qint32>>("heights");
     QTest::addColumn<QList<qint32>>("tops");
     QTest::addColumn<qint32>("contentHeight");
-    // Question text at 180,180, 10000 wide, 500 high: bottom 680.
+    // Question text at 180,180, 10000 wide, 500 high: bottom 680. The option
+    // texts are 10000 - (180 + 600) = 9220 wide, measured from the content's edge.
     QTest::newRow("no rows: content as tall as the text") << QList<qint32> {} << QList<qint32> {} << 500;
     QTest::newRow("rows 200 below the previous text")
         << QList<qint32> { 300, 600, 300 } << QList<qint32> { 1180, 1680, 2480 } << 3780;
@@ -130,9 +91,7 @@ void PageGeometryTest::layoutChoices()
 {
     QFETCH(QList<qint32>, heights);
     QFETCH(QList<qint32>, tops);
-    const TwipsRect question = Box(180, 180, 10000, 500);
-    QCOMPARE(PageGeometry::ChoiceLabelWidth(question, 600), 9220);
-    const PageGeometry::Content content = PageGeometry::LayoutChoices(question, 600, 330, heights);
+    const PageGeometry::Content content = PageGeometry::LayoutChoices(Box(180, 180, 10000, 500), 600, 330, heights);
     QCOMPARE(content.Rows.size(), tops.size());
     for (qsizetype i = 0; i < tops.size(); ++i) {
         QCOMPARE(content.Rows[i].Selector, Box(180, tops[i], 600, 330));
@@ -161,18 +120,8 @@ void PageGeometryTest::scrollFor()
     const PageGeometry::ScrollRange range = PageGeometry::ScrollFor(5030, 5000, contentHeight);
     QCOMPARE(range.Enabled, enabled);
     QTEST(range.Max, "max");
-    if (enabled) {
-        QCOMPARE(range.Min, 0);
-        QCOMPARE(range.SmallChange, 503);
-        QCOMPARE(range.LargeChange, 5030);
-    }
-}
-
-void PageGeometryTest::infoHomeAndBounds()
-{
-    QCOMPARE(PageGeometry::InfoHome(10000, 6000, 240, 4200, 1680), (Point { 5510, 4270 }));
-    QCOMPARE(
-        PageGeometry::InfoDragBounds(10000, 6000, 240, 4200, 1680), (PageGeometry::DragBounds { 10, 5550, 10, 4310 }));
+    if (enabled)
+        QCOMPARE(QList<qint32>({ range.SmallChange, range.LargeChange }), QList<qint32>({ 503, 5030 }));
 }
 
 void PageGeometryTest::dragInfo_data()
@@ -180,8 +129,8 @@ void PageGeometryTest::dragInfo_data()
     QTest::addColumn<Point>("panel");
     QTest::addColumn<Point>("pointer");
     QTest::addColumn<Point>("moved");
-    // Pressed at 100,100 in the panel; bounds 10..5550 across, 10..4310 down.
-    QTest::newRow("free move") << Point { 3000, 2000 } << Point { 150, 80 } << Point { 3050, 1980 };
+    // Pressed at 100,100 in the panel; frame 10000 x 6000 inside, scroll bar
+    // 240, panel 4200 x 1680: bounds 10..5550 across, 10..4310 down.
     QTest::newRow("onto the left bound") << Point { 110, 2000 } << Point { 0, 100 } << Point { 10, 2000 };
     QTest::newRow("past the left bound: stays") << Point { 110, 2000 } << Point { -1, 100 } << Point { 110, 2000 };
     QTest::newRow("onto the right bound") << Point { 5500, 2000 } << Point { 150, 100 } << Point { 5550, 2000 };
