@@ -5,15 +5,12 @@
 using Point = PageGeometry::Point;
 Q_DECLARE_METATYPE(Point)
 Q_DECLARE_METATYPE(TwipsRect)
+Q_DECLARE_METATYPE(PageGeometry::ScrollRange)
 
-namespace {
-
-TwipsRect Box(qint32 left, qint32 top, qint32 width, qint32 height)
+static TwipsRect Box(qint32 left, qint32 top, qint32 width, qint32 height)
 {
     return TwipsRect { left, top, left + width, top + height };
 }
-
-} // namespace
 
 class PageGeometryTest : public QObject
 {
@@ -37,27 +34,25 @@ void PageGeometryTest::layoutPage_data()
     QTest::addColumn<TwipsRect>("frame");
     QTest::addColumn<TwipsRect>("scrollBar");
     QTest::addColumn<Point>("infoHome");
-    QTest::addColumn<QList<qint32>>("widths"); // content, question text
-    QTest::addColumn<QList<qint32>>("lefts"); // time; buttons Previous, Exhibit, Review
-    // Window 12000 high, 1-pixel frame border; mark box at 120, 360 high;
-    // buttons 510 high: frame from 580, 12000 - 580 - 510 - 100 = 10810 high.
-    // Previous sits half-way between Next and Review, or at a third with Exhibit.
+    // Widths of the content and question text; lefts of the time and the
+    // buttons Next, Previous, Exhibit (-1: hidden) and Review.
+    QTest::addColumn<QList<qint32>>("measures");
+    // Window 12000 high, mark box at 120, 360 high, buttons 510: frame from 580, 12000 - 580 - 510 - 100 =
+    // 10810 high. Previous sits half-way between Next and Review, or at a third with Exhibit.
     QTest::newRow("1280 px wide, no exhibit")
         << 19200 << false << Box(96, 580, 19008, 10810) << Box(18738, 0, 240, 10780) << Point { 14488, 9050 }
-        << QList<qint32> { 18409, 18041 } << QList<qint32> { 16024, 8700, -1, 17304 };
+        << QList<qint32> { 18409, 18041, 16024, 96, 8700, -1, 17304 };
     // 99 % of 10201 is 10098.99: the frame is 10099 wide, 51 from the left;
     // the button span 8299 splits at 2766.3 and 5532.7, to the nearest twip.
     QTest::newRow("odd width, exhibit")
         << 10201 << true << Box(51, 580, 10099, 10810) << Box(9829, 0, 240, 10780) << Point { 5579, 9050 }
-        << QList<qint32> { 9767, 9572 } << QList<qint32> { 7070, 2817, 5584, 8350 };
+        << QList<qint32> { 9767, 9572, 7070, 51, 2817, 5584, 8350 };
 }
 
 void PageGeometryTest::layoutPage()
 {
     QFETCH(qint32, windowWidth);
     QFETCH(bool, exhibit);
-    QFETCH(QList<qint32>, widths);
-    QFETCH(QList<qint32>, lefts);
     const PageGeometry::PageLayout out = PageGeometry::LayoutPage({ .WindowInnerWidth = windowWidth,
         .WindowInnerHeight = 12000, .MarkTop = 120, .MarkHeight = 360, .FrameBorder = 15, .ScrollBarWidth = 240,
         .TimeWidth = 3000, .InfoWidth = 4200, .InfoHeight = 1680, .ButtonHeight = 510, .ReviewWidth = 1800,
@@ -65,14 +60,10 @@ void PageGeometryTest::layoutPage()
     QTEST(out.Frame, "frame");
     QTEST(out.ScrollBar, "scrollBar");
     QTEST(out.InfoHome, "infoHome");
-    QCOMPARE(QList<qint32>({ out.ContentWidth, out.QuestionWidth }), widths);
-    QCOMPARE(out.TimeLeft, lefts[0]);
+    QTEST(QList<qint32>({ out.ContentWidth, out.QuestionWidth, out.TimeLeft, out.Buttons.NextLeft,
+              out.Buttons.PrevLeft, exhibit ? out.Buttons.ExhibitLeft : -1, out.Buttons.ReviewLeft }),
+        "measures");
     QCOMPARE(out.Buttons.Top, 11490); // on the window's bottom edge, 100 below the frame
-    QCOMPARE(out.Buttons.NextLeft, out.Frame.Left);
-    QCOMPARE(out.Buttons.PrevLeft, lefts[1]);
-    if (exhibit)
-        QCOMPARE(out.Buttons.ExhibitLeft, lefts[2]);
-    QCOMPARE(out.Buttons.ReviewLeft, lefts[3]);
 }
 
 void PageGeometryTest::layoutChoices_data()
@@ -92,36 +83,29 @@ void PageGeometryTest::layoutChoices()
     QFETCH(QList<qint32>, heights);
     QFETCH(QList<qint32>, tops);
     const PageGeometry::Content content = PageGeometry::LayoutChoices(Box(180, 180, 10000, 500), 600, 330, heights);
-    QCOMPARE(content.Rows.size(), tops.size());
-    for (qsizetype i = 0; i < tops.size(); ++i) {
-        QCOMPARE(content.Rows[i].Selector, Box(180, tops[i], 600, 330));
-        QCOMPARE(content.Rows[i].Label, Box(780, tops[i], 9220, heights[i]));
-    }
+    QList<PageGeometry::Row> rows;
+    for (qsizetype i = 0; i < tops.size(); ++i)
+        rows.append({ Box(180, tops[i], 600, 330), Box(780, tops[i], 9220, heights[i]) });
+    QCOMPARE(content.Rows, rows);
     QTEST(content.Height, "contentHeight");
 }
 
 void PageGeometryTest::scrollFor_data()
 {
+    using Range = PageGeometry::ScrollRange;
     QTest::addColumn<qint32>("contentHeight");
-    QTest::addColumn<bool>("enabled");
-    QTest::addColumn<qint32>("max");
-    // Frame 5030 high outside, 5000 inside.
-    QTest::newRow("fits exactly") << 5000 << false << 0;
+    QTest::addColumn<Range>("range"); // enabled, min, max, small and large change
+    QTest::newRow("fits exactly") << 5000 << Range {}; // the frame is 5030 high outside, 5000 inside
     // The test uses the inner height, the range the outer one: content
     // between the two enables a bar with nothing to scroll.
-    QTest::newRow("between inner and outer height") << 5001 << true << -29;
-    QTest::newRow("taller: Max is the overflow") << 12000 << true << 6970;
+    QTest::newRow("between inner and outer height") << 5001 << Range { true, 0, -29, 503, 5030 };
+    QTest::newRow("taller: Max is the overflow") << 12000 << Range { true, 0, 6970, 503, 5030 };
 }
 
 void PageGeometryTest::scrollFor()
 {
     QFETCH(qint32, contentHeight);
-    QFETCH(bool, enabled);
-    const PageGeometry::ScrollRange range = PageGeometry::ScrollFor(5030, 5000, contentHeight);
-    QCOMPARE(range.Enabled, enabled);
-    QTEST(range.Max, "max");
-    if (enabled)
-        QCOMPARE(QList<qint32>({ range.SmallChange, range.LargeChange }), QList<qint32>({ 503, 5030 }));
+    QTEST(PageGeometry::ScrollFor(5030, 5000, contentHeight), "range");
 }
 
 void PageGeometryTest::dragInfo_data()
@@ -131,14 +115,11 @@ void PageGeometryTest::dragInfo_data()
     QTest::addColumn<Point>("moved");
     // Pressed at 100,100 in the panel; frame 10000 x 6000 inside, scroll bar
     // 240, panel 4200 x 1680: bounds 10..5550 across, 10..4310 down.
-    QTest::newRow("onto the left bound") << Point { 110, 2000 } << Point { 0, 100 } << Point { 10, 2000 };
-    QTest::newRow("past the left bound: stays") << Point { 110, 2000 } << Point { -1, 100 } << Point { 110, 2000 };
-    QTest::newRow("onto the right bound") << Point { 5500, 2000 } << Point { 150, 100 } << Point { 5550, 2000 };
-    QTest::newRow("past the right bound: stays") << Point { 5500, 2000 } << Point { 151, 100 } << Point { 5500, 2000 };
+    QTest::newRow("onto the left and bottom bounds") << Point { 110, 4300 } << Point { 0, 110 } << Point { 10, 4310 };
+    QTest::newRow("past the left and bottom bounds") << Point { 110, 4300 } << Point { -1, 111 } << Point { 110, 4300 };
+    QTest::newRow("onto the right and top bounds") << Point { 5500, 20 } << Point { 150, 90 } << Point { 5550, 10 };
+    QTest::newRow("past the right and top bounds") << Point { 5500, 20 } << Point { 151, 89 } << Point { 5500, 20 };
     QTest::newRow("blocked across, follows down") << Point { 5500, 2000 } << Point { 300, 200 } << Point { 5500, 2100 };
-    QTest::newRow("onto the bottom bound") << Point { 3000, 4300 } << Point { 100, 110 } << Point { 3000, 4310 };
-    QTest::newRow("past the bottom bound: stays") << Point { 3000, 4300 } << Point { 100, 111 } << Point { 3000, 4300 };
-    QTest::newRow("past the top bound: stays") << Point { 3000, 20 } << Point { 100, 89 } << Point { 3000, 20 };
 }
 
 void PageGeometryTest::dragInfo()
