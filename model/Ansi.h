@@ -23,8 +23,4 @@ QString ToUnicodeMasked(const char* bytes, const char* mask, qsizetype count);
 
 QByteArray FromUnicode(QStringView text);
 
-// Number of characters FromUnicode produces: UTF-16 units less one per
-// surrogate pair.
-qsizetype CharacterCount(QStringView text);
-
 } // namespace Ansi

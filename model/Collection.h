@@ -56,11 +56,6 @@ public:
         CheckIndex(index);
         return *m_items[index - 1];
     }
-    const Pointer& ItemPointer(qsizetype index) const
-    {
-        CheckIndex(index);
-        return m_items[index - 1];
-    }
     qsizetype Count() const { return m_items.size(); }
 
     // for-each over the items in order (dereference gives T&).

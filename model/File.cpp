@@ -372,12 +372,27 @@ void File::WriteScalar(T data)
     WriteBytes(reinterpret_cast<const char*>(bytes), sizeof(T));
 }
 
+// Reads `count` bytes into `bytes`, never more than remain, reusing its
+// memory; returns the bytes read. A count past the end marks a short read.
+qint64 File::ReadCapped(QByteArray& bytes, qint64 count)
+{
+    if (count > Remaining())
+        m_shortRead = true;
+    const qint64 toRead = qMax<qint64>(0, qMin<qint64>(count, Remaining()));
+    bytes.resize(toRead);
+    const qint64 delivered = toRead > 0 ? ReadBytes(bytes.data(), toRead) : 0;
+    bytes.truncate(delivered);
+    return delivered;
+}
+
 // Reads the bytes of a text or block. fixedCount is the count used when
-// length is 0 in binary mode (-1: nothing to read).
-qint32 File::ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCount)
+// length is 0 in binary mode (-1: nothing to read). Returns false when the
+// count is 0 or negative: nothing was read and the caller keeps its value.
+// `delivered` is what the last read from the file delivered.
+bool File::ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCount, qint32& delivered)
 {
     qint64 count;
-    qint32 delivered = 0;
+    delivered = 0;
     if (length < 0) {
         qint32 prefix = 0;
         delivered = ReadScalar(prefix);
@@ -390,15 +405,9 @@ qint32 File::ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCoun
         count = fixedCount;
     }
     if (count <= 0)
-        return -delivered - 1; // tells the caller: nothing read, keep the value
-    // Never allocate more than the file can still deliver.
-    if (count > Remaining())
-        m_shortRead = true;
-    const qint64 toRead = qMin<qint64>(count, Remaining());
-    bytes.resize(toRead);
-    delivered = static_cast<qint32>(ReadBytes(bytes.data(), toRead));
-    bytes.truncate(delivered);
-    return delivered;
+        return false;
+    delivered = static_cast<qint32>(ReadCapped(bytes, count));
+    return true;
 }
 
 void File::WriteTextBytes(const QByteArray& bytes, qint32 length)
@@ -422,9 +431,9 @@ template <typename T>
 qint32 File::ReadNumberAsText(T& data, qint32 length)
 {
     QByteArray bytes;
-    const qint32 result = ReadTextBytes(bytes, length, -1);
-    if (result < 0)
-        return -result - 1;
+    qint32 result = 0;
+    if (!ReadTextBytes(bytes, length, -1, result))
+        return result;
     const QString text = Ansi::ToUnicode(bytes).trimmed();
     bool ok = false;
     if constexpr (std::is_same_v<T, bool>) {
@@ -568,11 +577,10 @@ qint32 File::ReadData(QString& data, qint32 length)
 {
     try {
         QByteArray bytes;
-        const qint32 result = ReadTextBytes(bytes, length, data.size());
-        if (result < 0)
-            return -result - 1;
-        data = Ansi::ToUnicode(bytes);
-        return result;
+        qint32 delivered = 0;
+        if (ReadTextBytes(bytes, length, data.size(), delivered))
+            data = Ansi::ToUnicode(bytes);
+        return delivered;
     } catch (...) {
         Error::Rethrow(SrcRead);
     }
@@ -581,8 +589,9 @@ qint32 File::ReadData(QString& data, qint32 length)
 qint32 File::ReadData(QByteArray& data, qint32 length)
 {
     try {
-        const qint32 result = ReadTextBytes(data, length, -1);
-        return result < 0 ? -result - 1 : result;
+        qint32 delivered = 0;
+        ReadTextBytes(data, length, -1, delivered);
+        return delivered;
     } catch (...) {
         Error::Rethrow(SrcRead);
     }
@@ -676,15 +685,7 @@ qint64 File::ReadCountedBytes(QByteArray& bytes)
     try {
         qint32 count = 0;
         ReadScalar(count);
-        if (count > Remaining())
-            m_shortRead = true;
-        const qint64 toRead = count > 0 ? qMin<qint64>(count, Remaining()) : 0;
-        bytes.resize(toRead);
-        if (toRead == 0)
-            return 0;
-        const qint64 delivered = ReadBytes(bytes.data(), toRead);
-        bytes.resize(delivered);
-        return delivered;
+        return ReadCapped(bytes, count);
     } catch (...) {
         Error::Rethrow(SrcRead);
     }

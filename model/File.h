@@ -163,10 +163,6 @@ public:
     void SetReadOnly(bool value) { SetFlag(AttrReadOnly, value); }
     void SetSystem(bool value) { SetFlag(AttrSystem, value); }
 
-    // For the directory listing: a File that carries only a name and an
-    // attribute word, with no handle.
-    void SetCachedAttributes(quint32 attributes) { m_attributes = attributes; }
-
 private:
     void SetFlag(quint32 bit, bool value) { m_attributes = value ? (m_attributes | bit) : (m_attributes & ~bit); }
 
@@ -188,7 +184,8 @@ private:
     void WriteScalar(T data);
     template <typename T>
     qint32 ReadNumberAsText(T& data, qint32 length);
-    qint32 ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCount);
+    bool ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCount, qint32& delivered);
+    qint64 ReadCapped(QByteArray& bytes, qint64 count);
     void WriteTextBytes(const QByteArray& bytes, qint32 length);
 
     int m_fd = -1;

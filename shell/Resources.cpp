@@ -1,5 +1,6 @@
 #include "shell/Resources.h"
 
+#include <QIcon>
 #include <QImageReader>
 #include <QPixmap>
 
@@ -26,4 +27,12 @@ QPixmap LoadPicture(const QString& resource)
     reader.setAutoDetectImageFormat(false);
     const QImage image = reader.read();
     return image.isNull() ? QPixmap(resource) : QPixmap::fromImage(image);
+}
+
+QIcon LoadIcon(const QString& resource)
+{
+    QIcon icon;
+    icon.addPixmap(LoadPicture(resource));
+    icon.addPixmap(LoadPicture(resource + QStringLiteral("@2x")));
+    return icon;
 }

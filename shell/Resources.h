@@ -9,6 +9,7 @@
 // one of them calls it in its constructor; calls after the first do nothing.
 void InitResources();
 
+class QIcon;
 class QPixmap;
 class QString;
 
@@ -16,3 +17,5 @@ class QString;
 // detected, so Qt does not load every image plugin to ask whether it can read
 // the picture: that scan costs more than the rest of the main window.
 QPixmap LoadPicture(const QString& resource);
+// The picture with its "@2x" twin, for use at any size and screen density.
+QIcon LoadIcon(const QString& resource);

@@ -56,7 +56,7 @@ frmAbout::frmAbout(QWidget* parent)
 
     m_picLogo = new QLabel(this);
     m_picLogo->setObjectName(QStringLiteral("picLogo"));
-    const QIcon logo(QStringLiteral(":/Logo"));
+    const QIcon logo = LoadIcon(QStringLiteral(":/Logo"));
     const QPixmap picture = logo.pixmap(LogoSize, devicePixelRatioF());
     if (!picture.isNull()) {
         m_picLogo->setPixmap(picture);

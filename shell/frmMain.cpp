@@ -38,11 +38,7 @@ frmMain::frmMain(QWidget* parent)
     InitResources();
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(ApplicationTitle());
-    // From pixmaps: a QIcon made from a file name loads the icon engines first.
-    QIcon icon;
-    icon.addPixmap(LoadPicture(QStringLiteral(":/icons/Complete")));
-    icon.addPixmap(LoadPicture(QStringLiteral(":/icons/Complete@2x")));
-    setWindowIcon(icon);
+    setWindowIcon(LoadIcon(QStringLiteral(":/icons/Complete")));
     resize(760, 520);
     setMinimumSize(520, 380);
 

@@ -214,7 +214,7 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
 
     m_picLogo = new QLabel(this);
     m_picLogo->setObjectName(QStringLiteral("picLogo"));
-    const QPixmap logo = QIcon(QStringLiteral(":/Logo")).pixmap(LogoSize, devicePixelRatioF());
+    const QPixmap logo = LoadIcon(QStringLiteral(":/Logo")).pixmap(LogoSize, devicePixelRatioF());
     if (!logo.isNull())
         m_picLogo->setPixmap(logo);
     else
@@ -524,7 +524,7 @@ void frmReport::PrintTo(QPrinter& printer)
     if (titleWidth > PageWidth)
         titlePoints = std::max(5.0, titlePoints * PageWidth / titleWidth);
 
-    const QImage logo(QStringLiteral(":/PRINTABLE_LOGO"));
+    const QImage logo = LoadPicture(QStringLiteral(":/PRINTABLE_LOGO")).toImage();
     PageContent content;
     content.Code = m_examCode;
     content.Name = m_examName;

@@ -27,7 +27,7 @@ const QString Complete = QStringLiteral("Complete");
 
 QIcon StatusIcon(const QString& key)
 {
-    return QIcon(QStringLiteral(":/icons/") + key);
+    return LoadIcon(QStringLiteral(":/icons/") + key);
 }
 
 QString StatusTip(const QString& key)

@@ -124,12 +124,8 @@ private Q_SLOTS:
     {
         // A stand-in opener that records the address it was given.
         QTemporaryDir bin;
-        const QByteArray record = bin.filePath("opened.txt").toUtf8();
-        QFile opener(bin.filePath("xdg-open"));
-        QVERIFY(opener.open(QIODevice::WriteOnly));
-        opener.write("#!/bin/sh\nprintf '%s' \"$1\" > '" + record + "'\n");
-        opener.close();
-        opener.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        const QString record = bin.filePath("opened.txt");
+        QVERIFY(TestUtil::WriteRecordingTool(bin.path(), "xdg-open", record));
         qputenv("PATH", bin.path().toUtf8() + ":/usr/bin:/bin");
 
         LinkLabel link;

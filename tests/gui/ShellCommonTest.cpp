@@ -1,3 +1,4 @@
+#include "common/TestUtil.h"
 #include "shell/Common.h"
 #include "shell/MessageSeam.h"
 
@@ -79,12 +80,7 @@ void ShellCommonTest::launchBrowser()
     QTemporaryDir bin;
     const auto restorePath = qScopeGuard([path = qgetenv("PATH")] { qputenv("PATH", path); });
     const QString record = bin.filePath("opened.txt");
-    QFile opener(bin.filePath("xdg-open"));
-    QVERIFY(opener.open(QIODevice::WriteOnly));
-    // Written aside and renamed so the test never reads a half-written record.
-    opener.write(QString("#!/bin/sh\nprintf '%s' \"$1\" > '%1.part' && mv '%1.part' '%1'\n").arg(record).toUtf8());
-    opener.close();
-    opener.setPermissions(QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    QVERIFY(TestUtil::WriteRecordingTool(bin.path(), "xdg-open", record));
     qputenv("PATH", bin.path().toUtf8() + ":/usr/bin:/bin");
     const QString url = "https://www.practorium.example/Products.asp?a=1&b=two words";
     LaunchBrowser(url);
@@ -94,7 +90,7 @@ void ShellCommonTest::launchBrowser()
     QCOMPARE(QString::fromUtf8(opened.readAll()), url);
     QVERIFY(!QFile::exists(QDir(QDir::tempPath()).filePath("temp.htm")));
 
-    opener.remove();
+    QFile::remove(bin.filePath("xdg-open"));
     qputenv("PATH", bin.path().toUtf8());
     LaunchBrowser(url);
     const auto shown = MessageSeam::TakeShown();
