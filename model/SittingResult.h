@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QDateTime>
 #include <QString>
 #include <QVector>
@@ -35,3 +36,14 @@ struct SittingResult
     bool passed = false;
     QVector<SittingItemResult> items;
 };
+
+// The items a retake sits: those answered wrongly or left unanswered, in the
+// order of the attempt.
+inline QList<qint16> MissedNumbers(const SittingResult& result)
+{
+    QList<qint16> numbers;
+    for (const SittingItemResult& item : result.items)
+        if (!item.isCorrect)
+            numbers.append(item.number);
+    return numbers;
+}
