@@ -33,6 +33,7 @@ struct BankNote
 {
     int location = 0;
     QString text;  // e.g. `skipped essay question "Describe the OSI ..."`
+    bool isSkip = false;  // a question left out (Bank::Skip), not a warning
 };
 
 struct Bank
@@ -40,6 +41,19 @@ struct Bank
     QVector<BankItem> items;
     QVector<BankNote> notes;
     int skipped = 0;  // questions of a type the exam file cannot hold
+
+    // Records a question of `type` ("essay", "matching", ...) that the exam
+    // file cannot hold: counts it and adds the note
+    // `skipped <type> question "<first 40 characters of its text>"`.
+    void Skip(int location, const QString& type, const QString& questionText)
+    {
+        QString start = questionText.simplified();
+        if (start.size() > 40)
+            start.truncate(start.at(39).isHighSurrogate() ? 39 : 40);
+        notes.append({ location, QStringLiteral("skipped %1 question \"%2\"").arg(type, start), true });
+        ++skipped;
+    }
+    void Warn(int location, const QString& text) { notes.append({ location, text, false }); }
 };
 
 // Why a source could not be read at all: the reader stops at the first such

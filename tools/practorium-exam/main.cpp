@@ -4,6 +4,9 @@
 //   practorium-exam dump FILE.exam            JSON on standard output
 //   practorium-exam pack SOURCE.json OUTPUT   self-installing pack of the exam
 //                                             and its exhibits (see Pack.h)
+//   practorium-exam import ... SOURCE OUTPUT.exam   question bank to exam
+//   practorium-exam export --format F FILE.exam OUTPUT
+//                                             (see BankCommands.h)
 //
 // Exit status 0 on success. On failure the status is 1 and standard error gets
 // exactly one line, "practorium-exam: <source>: <description>": the source and
@@ -15,6 +18,7 @@
 
 #include "model/Error.h"
 #include "model/Exam.h"
+#include "tools/practorium-exam/BankCommands.h"
 #include "tools/practorium-exam/ExamJson.h"
 #include "tools/practorium-exam/Pack.h"
 
@@ -30,7 +34,7 @@
 namespace {
 
 const QString ToolName = QStringLiteral("practorium-exam");
-const QString Usage = QStringLiteral("compile SOURCE.json OUTPUT.exam | dump FILE.exam | pack SOURCE.json OUTPUT");
+const QString Usage = QStringLiteral("compile SOURCE.json OUTPUT.exam | dump FILE.exam | pack SOURCE.json OUTPUT | import ... SOURCE OUTPUT.exam | export --format FORMAT FILE.exam OUTPUT");
 
 // A source file larger than this is refused before it is read in full, so a
 // device or a runaway file cannot exhaust memory. Real exams are a few MiB.
@@ -121,6 +125,10 @@ int Run(const QStringList& arguments)
         if (arguments.size() != 4)
             RaiseUsage(QStringLiteral("pack SOURCE.json OUTPUT"));
         MakePack(arguments.at(2), arguments.at(3));
+    } else if (command == QLatin1String("import")) {
+        BankCommands::Import(arguments.mid(2));
+    } else if (command == QLatin1String("export")) {
+        BankCommands::Export(arguments.mid(2));
     } else if (arguments.size() == 2 && (command == QLatin1String("--help") || command == QLatin1String("-h"))) {
         WriteLine(stdout, QStringLiteral("usage: ") + ToolName + u' ' + Usage);
     } else {
