@@ -155,9 +155,11 @@ private:
                 break;
             }
         }
-        return PlainText(Unescape(text), format == Html || (format == Auto && LooksLikeHtml(text.toString())), line);
+        const QString unescaped = Unescape(text);
+        return PlainText(unescaped, format == Html || (format == Auto && LooksLikeHtml(unescaped)), line);
     }
 
+    QString PlainText(const QString& text, int line) { return PlainText(text, LooksLikeHtml(text), line); }
     QString PlainText(const QString& text, bool html, int line)
     {
         if (!html)
@@ -274,7 +276,7 @@ private:
             matching = matching || FindUnescaped(answer, u"->") >= 0;
             anyWrong = anyWrong || marker == u'~';
             option.isSolution = hasWeight ? weight > 0 : marker == u'=';
-            option.text = PlainText(Unescape(answer), LooksLikeHtml(answer.toString()), line);
+            option.text = PlainText(Unescape(answer), line);
             item.options.append(option);
         }
         if (matching)
@@ -315,7 +317,7 @@ private:
 
     QString FeedbackText(QStringView raw, int line)
     {
-        return PlainText(Unescape(raw.trimmed()), LooksLikeHtml(raw.toString()), line);
+        return PlainText(Unescape(raw.trimmed()), line);
     }
 
     Bank& m_bank;
