@@ -12,7 +12,9 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 
 namespace BankCommands {
@@ -111,11 +113,13 @@ void WriteAll(Exam& exam, const QString& outputPath, const QVector<exchange::Pic
         discard();
         throw;
     }
+    // rename(2) replaces an existing file in one step, so a reader sees the
+    // old exam or the new one, never none.
     for (const auto& move : moves) {
-        QFile::remove(move.second);
-        if (!QFile::rename(move.first, move.second)) {
+        if (std::rename(QFile::encodeName(move.first).constData(), QFile::encodeName(move.second).constData()) != 0) {
+            const int code = errno;
             discard();
-            Error::Raise(ErrorNumber::InvalidCall, move.second, QStringLiteral("cannot be written"));
+            Error::Raise(code, move.second, QString::fromLocal8Bit(std::strerror(code)));
         }
     }
 }

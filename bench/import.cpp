@@ -1,0 +1,105 @@
+// Measures importing large question banks: a 10,000-item GIFT file read,
+// built into an exam and saved, in this process (best of three runs) and as
+// the real `practorium-exam import` command (wall time and peak memory of the
+// child process). Goals: under 1 s and under 200 MB each.
+#include "BenchUtil.h"
+
+#include "exchange/BankFormat.h"
+#include "exchange/ExamBuilder.h"
+#include "model/Exam.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <sys/resource.h>
+
+using Bench::Sentence;
+
+namespace {
+
+constexpr int ItemCount = 10000;
+constexpr double GoalMs = 1000;
+constexpr double GoalMiB = 200;
+
+// A bank like the ones teachers keep: titles, four options with a feedback on
+// the right one, general feedback; every tenth item in HTML, every fifth with
+// two right answers by weight.
+QByteArray GiftBank()
+{
+    QRandomGenerator random(11);
+    QString text;
+    for (int i = 1; i <= ItemCount; ++i) {
+        text += QStringLiteral("// item %1\n::Q%1:: ").arg(i);
+        if (i % 10 == 0)
+            text += QStringLiteral("[html]<p>") + Sentence(random, 150) + QStringLiteral("</p><p>Which <b>one</b>?</p>");
+        else
+            text += Sentence(random, 200);
+        text += QStringLiteral(" {\n");
+        for (int k = 0; k < 4; ++k) {
+            const QString marker = i % 5 == 0 ? (k < 2 ? QStringLiteral("~%50%") : QStringLiteral("~%-100%"))
+                                              : (k == 0 ? QStringLiteral("=") : QStringLiteral("~"));
+            text += u'\t' + marker + Sentence(random, 40) + (k == 0 ? QStringLiteral(" # ") + Sentence(random, 60) : QString()) + u'\n';
+        }
+        text += QStringLiteral("\t####") + Sentence(random, 150) + QStringLiteral("\n}\n\n");
+    }
+    return text.toUtf8();
+}
+
+void ImportInProcess(const QByteArray& bytes, const QString& output)
+{
+    exchange::Bank bank;
+    exchange::ReadFailure failure;
+    if (!exchange::ReadBank(exchange::DetectFormat(bytes), bytes, bank, failure))
+        qFatal("read failed: %s", qPrintable(failure.description));
+    Exam exam;
+    QVector<exchange::Picture> pictures;
+    QVector<exchange::BankNote> notes;
+    if (!exchange::BuildExam(bank, exchange::ImportOptions::ForSource(output), exam, pictures, notes, failure))
+        qFatal("build failed: %s", qPrintable(failure.description));
+    exam.Save(output);
+}
+
+void Measure(const char* name, const QString& source, const QString& folder)
+{
+    QFile file(source);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("cannot read %s", qPrintable(source));
+    const QByteArray bytes = file.readAll();
+    const double inProcess = Bench::BestMs(3, [&]() { ImportInProcess(bytes, folder + QStringLiteral("/in-process.exam")); });
+
+    QProcess tool;
+    tool.setProcessChannelMode(QProcess::ForwardedOutputChannel);
+    QElapsedTimer timer;
+    timer.start();
+    tool.start(QStringLiteral(EXAM_TOOL), { QStringLiteral("import"), source, folder + QStringLiteral("/tool.exam") });
+    tool.waitForFinished(-1);
+    const double toolMs = double(timer.nsecsElapsed()) / 1e6;
+    rusage usage {};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    const double peakMiB = double(usage.ru_maxrss) / 1024;  // the largest child so far
+    std::printf("import %s: %d items, %.1f MiB source\n", name, ItemCount, double(bytes.size()) / (1024 * 1024));
+    std::printf("  in process (read, build, save) %8.1f ms\n", inProcess);
+    std::printf("  practorium-exam import          %8.1f ms  (goal < %.0f ms: %s), exit %d\n", toolMs, GoalMs,
+        Bench::Verdict(toolMs, GoalMs), tool.exitCode());
+    std::printf("  peak memory of the command      %8.1f MiB (goal < %.0f MiB: %s)\n", peakMiB, GoalMiB,
+        Bench::Verdict(peakMiB, GoalMiB));
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    QTemporaryDir dir;
+    const QString gift = dir.filePath(QStringLiteral("bank.gift"));
+    QFile file(gift);
+    if (!file.open(QIODevice::WriteOnly) || file.write(GiftBank()) < 0)
+        qFatal("cannot write the bank");
+    file.close();
+    Measure("gift", gift, dir.path());
+    return 0;
+}
