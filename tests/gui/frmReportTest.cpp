@@ -10,6 +10,7 @@
 #include <QPrinterInfo>
 #include <QProcess>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -220,6 +221,11 @@ private Q_SLOTS:
         exam->SetName("Sample Exam");
         frmReport report(*exam);
         QTemporaryDir dir;
+        // A locale whose long and short dates differ: the page says the long one.
+        const QLocale before;
+        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+        const auto restore = qScopeGuard([before] { QLocale::setDefault(before); });
+        const QDate today = QDate::currentDate();
         QPrinter printer(QPrinter::HighResolution);
         printer.setOutputFormat(QPrinter::PdfFormat);
         printer.setOutputFileName(dir.filePath("report.pdf"));
@@ -230,6 +236,10 @@ private Q_SLOTS:
         QVERIFY(reader.waitForFinished());
         QCOMPARE(reader.exitCode(), 0);
         const QString text = QString::fromUtf8(reader.readAllStandardOutput()).simplified();
+        QStringList dated; // the day may turn while printing
+        for (const QDate& day : { today, QDate::currentDate() })
+            dated << "Dated: " + QLocale().toString(day, "dddd, MMMM d, yyyy");
+        QVERIFY2(text.contains(dated[0]) || text.contains(dated[1]), qPrintable(dated[0] + "\n" + text));
         for (const char* piece : { "Exam Code: PRAC-101", "Dated: ", "Exam Title: Sample Exam", "Required Score: 700",
                  "Your Score: 800", "Grade: Pass", "0%", "100%",
                  "Score report printed with Practorium - The Most Realistic Exam Simulator" })

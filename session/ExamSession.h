@@ -1,0 +1,166 @@
+#pragma once
+
+#include "model/SittingResult.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QList>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+class Exam;
+class Question;
+
+// The rules of one sitting, free of widgets: which item is on screen, where
+// Next and Previous lead, the marked-item predicates, the clock and its
+// time question, the selection limit, what a click on an option's text does,
+// and the switch into the read-only review after the end. The exam window
+// asks this class what to do and only maps the answers onto its widgets.
+//
+// The session works on an Exam it does not own; the exam must outlive it or
+// be replaced by the next Start. Item indexes are 1-based positions in
+// Exam::Questions().
+class ExamSession
+{
+public:
+    enum class Review : qint32 { None = 0, All = 1, Marked = 2 };
+    enum class Kind { Exam, Retake, Study };
+
+    // What Next or Previous asks of the window.
+    struct Move
+    {
+        enum Action { Goto, OpenReview, Stay };
+        Action action = Stay;
+        qint16 index = 0; // the item to show, for Goto
+        // Previous's enabled state once the move is done; unset: as the move
+        // left it.
+        std::optional<bool> prevEnabled;
+    };
+
+    // What one second of the clock asks of the window.
+    struct TickResult
+    {
+        enum Action { Nothing, ShowTime, AskForMoreTime };
+        Action action = Nothing;
+        QString label; // for ShowTime: "Time Remaining:  hh:mm:ss"
+    };
+
+    enum class TimeAnswer { Continue, EndAndReport };
+
+    // What a click on an option's text does.
+    enum class LabelAction { Ignore, ToggleCheckBox, SetOption };
+
+    // Per option row after the end (or after Check in study mode).
+    enum class RowMark { None, RightOption, WrongChoice };
+
+    // The key and verdict shown for an item after the end.
+    struct Status
+    {
+        QString answerText; // "Answer: A,C"
+        bool correct = false;
+        bool whyVisible = false;
+    };
+
+    // Begins a sitting: item 1, not reviewing, the clock at Duration minutes
+    // (error 6 from "frmExam::StartExam()" above 546, the clock being a
+    // 16-bit count of seconds). A study sitting has no clock. `original`
+    // maps each item to its number in the file it came from (a retake sits a
+    // subset); empty means the items are the file's own.
+    void Start(Exam& exam, Kind kind = Kind::Exam, const QList<qint16>& original = {});
+    // Where the sitting came from, for its result.
+    void SetSource(const QString& path, const QByteArray& digest);
+
+    Exam* CurrentExam() const { return m_exam; }
+    Kind SittingKind() const { return m_kind; }
+    bool IsStudy() const { return m_kind == Kind::Study; }
+    qint16 CurrentIndex() const { return m_currentIndex; }
+    Question& CurrentQuestion() const;
+    qint16 SecondsRemaining() const { return m_secondsRemaining; }
+    Review ReviewMode() const { return m_review; }
+    void SetReviewMode(Review mode) { m_review = mode; }
+    bool IsEnded() const;
+    bool IsPostExam() const { return m_postExam; }
+
+    // The item shown from now on; Previous is then enabled unless it is item 1.
+    void SetCurrentIndex(qint16 index) { m_currentIndex = index; }
+    bool PrevEnabledAfterGoto() const { return !IsFirstQuestion(); }
+    // Writes the page's answer and mark into the item on screen.
+    void SaveAnswer(const QString& answer, bool marked);
+
+    bool IsFirstQuestion() const;
+    bool IsLastQuestion() const;
+    // Both false while the item on screen is not marked.
+    bool IsFirstMarked() const;
+    bool IsLastMarked() const;
+
+    // Next: at the last item (the last marked one in marked review) the
+    // review list opens; else the next item (the next marked one).
+    Move Next() const;
+    // Previous: the item before, or in marked review the marked one before,
+    // after which Previous is enabled unless that is the first marked item.
+    Move Prev() const;
+    // The first marked item, the next or the previous one; Stay when none.
+    Move FirstMarked() const;
+    Move NextMarked() const;
+    Move PreviousMarked() const;
+
+    // One second. Nothing while the time question is open, after the end, or
+    // in study mode.
+    TickResult Tick();
+    // The candidate's reply to the time question. Yes gives 30 more
+    // minutes; anything else ends the exam as last saved.
+    TimeAnswer AnswerTimeQuestion(bool yes);
+    // The read-only review after the end: the clock stops for good.
+    void StartPostExamReview() { m_postExam = true; }
+
+    // Whether the candidate may still change the item on screen, and whether
+    // it shows its key and verdict.
+    bool RowsEnabled() const;
+    bool MarkEnabled() const { return !IsEnded(); }
+    bool ShowsStatus() const;
+
+    // Study mode: the item on screen is checked (its options lock and its
+    // verdict shows); false outside study mode or before Check.
+    bool IsChecked() const;
+    void Check();
+
+    // "Exam: CODE - Item n of N", with the retake, study and review suffixes.
+    QString Title(const Question& question) const;
+
+    // The limit on checked boxes: true when `answer` (the boxes now checked,
+    // answer form) holds more options than the item allows, so the box just
+    // checked goes back. Only items with a hint are limited.
+    static bool ExceedsLimit(bool hasHint, qint16 answerCount, const QString& answer);
+    static QString LimitMessage();
+    static LabelAction LabelClick(bool ended, qint16 answerCount);
+    static Status StatusOf(const Question& question);
+    static QList<RowMark> RowMarks(const Question& question);
+
+    // "1,3" -> {1, 3}; a piece that is not a number raises error 13 from
+    // "frmExam::ParseAnswer()".
+    static QList<qint16> ParseAnswer(const QString& answer);
+
+    // Everything the sitting produced, for the history; call once ended.
+    SittingResult Result() const;
+
+private:
+    Move GotoOrStay(qint32 index) const;
+    bool IsFirstMarkedAt(qint32 index) const;
+
+    Exam* m_exam = nullptr;
+    Kind m_kind = Kind::Exam;
+    qint16 m_currentIndex = 0;
+    qint16 m_secondsRemaining = 0;
+    Review m_review = Review::None;
+    bool m_askingForTime = false;
+    bool m_postExam = false;
+    bool m_extraTime = false;
+    qint32 m_secondsUsed = 0;
+    std::vector<bool> m_checked;
+    QList<qint16> m_original;
+    QString m_path;
+    QByteArray m_digest;
+    QDateTime m_started;
+};
