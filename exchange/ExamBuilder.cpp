@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QImageReader>
 
+#include <algorithm>
+
 namespace exchange {
 
 namespace {
@@ -67,6 +69,10 @@ QString PictureExtension(const QByteArray& bytes)
 
 int CharactersLost(const QString& text)
 {
+    // Most texts are ASCII or Latin-1 letters, which the code page holds.
+    const bool latin = std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80 || (c.unicode() >= 0xA0 && c.unicode() <= 0xFF); });
+    if (latin)
+        return 0;
     const QByteArray bytes = Ansi::FromUnicode(text);
     int lost = 0;
     qsizetype at = 0;
