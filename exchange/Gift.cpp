@@ -38,7 +38,7 @@ qsizetype FindUnescaped(QStringView text, QStringView what, qsizetype from = 0)
     for (qsizetype i = from; i < text.size(); ++i) {
         if (text[i] == u'\\')
             ++i;
-        else if (text.sliced(i).startsWith(what))
+        else if (text[i] == what[0] && text.sliced(i).startsWith(what))
             return i;
     }
     return -1;
@@ -46,6 +46,8 @@ qsizetype FindUnescaped(QStringView text, QStringView what, qsizetype from = 0)
 
 QString Unescape(QStringView text)
 {
+    if (!text.contains(u'\\'))
+        return text.toString();
     QString result;
     result.reserve(text.size());
     for (qsizetype i = 0; i < text.size(); ++i) {

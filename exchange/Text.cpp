@@ -28,9 +28,12 @@ QString DecodeText(const QByteArray& bytes)
 
 QString HtmlToPlainText(const QString& html)
 {
-    QTextDocument document;
+    // One document per thread, reused: building one costs more than
+    // parsing a question's worth of HTML.
+    thread_local QTextDocument document;
     document.setHtml(html);
     QString text = document.toPlainText();
+    document.clear();
     // Pictures stand in the document as object replacement characters.
     text.remove(QChar::ObjectReplacementCharacter);
     return text.trimmed();
