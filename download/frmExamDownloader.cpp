@@ -2,12 +2,12 @@
 
 #include "download/Downloader.h"
 #include "download/InternetTransfer.h"
+#include "download/PackInstaller.h"
+#include "download/RememberedPassword.h"
 #include "model/Ansi.h"
 #include "model/Common.h"
-#include "model/CryptoAPI.h"
 #include "model/Error.h"
 #include "model/IO.h"
-#include "model/Pack.h"
 #include "shell/Common.h"
 #include "shell/Globals.h"
 #include "shell/MessageSeam.h"
@@ -25,19 +25,21 @@
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QSysInfo>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include <pwd.h>
-#include <unistd.h>
+#include <utility>
 
 namespace {
 
 const QString CourierKey = QStringLiteral("Software\\Practorum\\PackCourier");
 const QString UserIdValue = QStringLiteral("User ID");
 const QString PasswordValue = QStringLiteral("Password");
+// Which pass phrase enciphered "Password": "Keyring", or absent for the
+// machine phrase (also every password remembered before the keyring was used).
+const QString PhraseValue = QStringLiteral("Password Phrase");
+const QString KeyringPhrase = QStringLiteral("Keyring");
 const QString EndpointValue = QStringLiteral("Endpoint");
 const QString DefaultEndpoint = QStringLiteral("https://downloads.practorium.example/PackCourier.asp");
 
@@ -46,40 +48,6 @@ const QString CancelCaption = QStringLiteral("&Cancel");
 const QString CloseCaption = QStringLiteral("&Close");
 const QString NotAvailable = QStringLiteral("NA");
 const QString InstallFailed = QStringLiteral("Installation of {1} failed. Click OK to continue.");
-
-// Where the script of a pack declares its own length: the archive starts at
-// byte "skip" (1-based) and is "size" bytes long. Both lines stand near the
-// top of the script.
-constexpr qint64 PackHeadBytes = 4096;
-
-// A single-quoted word for SyncShell's shell-like splitting.
-QString ShellQuote(const QString& text)
-{
-    QString quoted = text;
-    quoted.replace(u'\'', QLatin1String("'\\''"));
-    return u'\'' + quoted + u'\'';
-}
-
-// The number on the script line "<name>=<digits>", or -1.
-qint64 ScriptNumber(const QByteArray& head, const QByteArray& name)
-{
-    const QByteArray marker = '\n' + name + '=';
-    const qsizetype start = head.indexOf(marker);
-    if (start < 0)
-        return -1;
-    const qsizetype from = start + marker.size();
-    const qsizetype end = head.indexOf('\n', from);
-    if (end < 0)
-        return -1;
-    const QByteArray digits = head.mid(from, end - from);
-    for (char c : digits) {
-        if (c < '0' || c > '9')
-            return -1;
-    }
-    bool ok = false;
-    const qint64 value = digits.toLongLong(&ok);
-    return ok ? value : -1;
-}
 
 // A value of the store key, or an empty variant when the key or value is
 // missing or has another type.
@@ -94,6 +62,15 @@ QVariant ReadCourierValue(const QString& name, qint32 wantedType)
         // A missing key is the usual case before anything was remembered.
     }
     return QVariant();
+}
+
+void DeleteCourierValue(const QString& name)
+{
+    try {
+        Registry::DeleteValue(CourierKey, name);
+    } catch (...) {
+        // Missing already.
+    }
 }
 
 QLabel* SizeLabel(const QString& name, QWidget* parent)
@@ -211,6 +188,9 @@ frmExamDownloader::frmExamDownloader(QWidget* owner)
         &frmExamDownloader::icRequestDispatcher_StateChanged);
     m_icDownloader = new InternetTransfer(this);
     m_icDownloader->setObjectName(QStringLiteral("icDownloader"));
+    m_installer = new PackInstaller(this);
+    m_installer->setObjectName(QStringLiteral("installer"));
+    connect(m_installer, &PackInstaller::Finished, this, &frmExamDownloader::m_installer_Finished);
 
     Open();
 }
@@ -242,7 +222,10 @@ void frmExamDownloader::Open()
     if (!m_txtEmail->text().isEmpty()) {
         try {
             const QByteArray cipher = ReadCourierValue(PasswordValue, Registry::REG_BINARY).toByteArray();
-            m_txtPassword->setText(CryptoAPI::DecryptText(cipher, CredentialPassPhrase()));
+            const bool keyring = ReadCourierValue(PhraseValue, Registry::REG_SZ).toString() == KeyringPhrase;
+            m_txtPassword->setText(RememberedPassword::Decipher(cipher,
+                keyring ? RememberedPassword::Phrase::Keyring : RememberedPassword::Phrase::Machine)
+                                       .value_or(QString()));
         } catch (...) {
             // A password that cannot be read back is simply not filled in.
         }
@@ -304,6 +287,8 @@ void frmExamDownloader::EndRun(bool success)
 {
     m_running = false;
     m_downloadingExamID.clear();
+    m_installingExamID.clear();
+    m_installer->Cancel();
     m_tmrProgressSimulator->stop();
     if (m_icRequestDispatcher->StillExecuting())
         m_icRequestDispatcher->Cancel();
@@ -521,47 +506,37 @@ void frmExamDownloader::m_oDownloader_DownloadComplete()
         return;
     const QString examID = m_downloadingExamID;
     m_downloadingExamID.clear();
-    const bool installed = InstallPack(examID);
-    if (m_running)
-        Apply(m_protocol.ExamHandled(installed));
+    InstallPack(examID);
 }
 
-bool frmExamDownloader::InstallPack(const QString& examID)
+void frmExamDownloader::InstallPack(const QString& examID)
 {
     UpdateStatus(FormatText(QStringLiteral("Installing: {1}"), { examID }), 0, 0, 0);
-    try {
-        const QString file = m_oDownloader->TargetFile();
-        if (!m_oDownloader->IsWhole() || !IsWholePackFile(file))
-            Error::Raise(ErrorNumber::InvalidCall, QString(), QStringLiteral("Not a whole pack"));
-        QFile pack(file);
-        if (!pack.setPermissions(pack.permissions() | QFileDevice::ExeOwner | QFileDevice::ReadOwner))
-            Error::Raise(ErrorNumber::InvalidCall, QString(), pack.errorString());
-        // The exit code is not examined: the catalogue shows what got installed.
-        SyncShell(ShellQuote(file));
-        if (!QFile::remove(file))
-            Error::Raise(ErrorNumber::InvalidCall, QString(), QStringLiteral("Cannot delete ") + file);
-        return true;
-    } catch (...) {
-        ShowMessage(InstallFailed, 16, { examID });
-        return false;
-    }
+    const QString file = m_oDownloader->TargetFile();
+    m_installingExamID = examID;
+    if (m_oDownloader->IsWhole() && m_installer->Start(file, examID))
+        return;
+    // Refused: nothing of it ran, and it is not kept.
+    qWarning("Practorium: the pack of %s was not run: %s", qUtf8Printable(examID),
+        qUtf8Printable(m_oDownloader->IsWhole() ? m_installer->Reason() : QStringLiteral("the transfer was not whole")));
+    QFile::remove(file);
+    m_installer_Finished(false);
 }
 
-bool frmExamDownloader::IsWholePackFile(const QString& path)
+void frmExamDownloader::m_installer_Finished(bool installed)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray head = file.read(PackHeadBytes);
-    if (!head.startsWith(QByteArray(Pack::Signature, Pack::SignatureLength)))
-        return false;
-    const qint64 skip = ScriptNumber(head, "skip");
-    const qint64 size = ScriptNumber(head, "size");
-    if (skip <= Pack::SignatureLength || size < 0)
-        return false;
-    // A server that announced too short a length can hand over a cut pack
-    // that HTTP calls whole; the pack's own count catches it.
-    return file.size() == skip - 1 + size;
+    if (!m_running || m_installingExamID.isEmpty())
+        return;
+    const QString examID = std::exchange(m_installingExamID, QString());
+    const QString file = m_oDownloader->TargetFile();
+    if (installed && !QFile::remove(file))
+        installed = false;
+    if (!installed) {
+        qWarning("Practorium: the pack of %s failed: %s", qUtf8Printable(examID), qUtf8Printable(m_installer->Reason()));
+        ShowMessage(InstallFailed, 16, { examID });
+    }
+    if (m_running)
+        Apply(m_protocol.ExamHandled(installed));
 }
 
 void frmExamDownloader::RememberCredentials()
@@ -572,23 +547,20 @@ void frmExamDownloader::RememberCredentials()
     } catch (...) {
     }
     try {
-        Registry::WriteValue(CourierKey, PasswordValue,
-            CryptoAPI::EncryptText(m_txtPassword->text(), CredentialPassPhrase()), Registry::REG_BINARY);
+        const RememberedPassword::Enciphered password = RememberedPassword::Encipher(m_txtPassword->text());
+        Registry::WriteValue(CourierKey, PasswordValue, password.Cipher, Registry::REG_BINARY);
+        if (password.Source == RememberedPassword::Phrase::Keyring)
+            Registry::WriteValue(CourierKey, PhraseValue, KeyringPhrase, Registry::REG_SZ);
+        else
+            DeleteCourierValue(PhraseValue);
     } catch (...) {
     }
 }
 
 void frmExamDownloader::ForgetCredentials()
 {
-    // Either value may be missing already.
-    try {
-        Registry::DeleteValue(CourierKey, UserIdValue);
-    } catch (...) {
-    }
-    try {
-        Registry::DeleteValue(CourierKey, PasswordValue);
-    } catch (...) {
-    }
+    for (const QString& name : { UserIdValue, PasswordValue, PhraseValue })
+        DeleteCourierValue(name);
 }
 
 QString frmExamDownloader::DownloadFolder()
@@ -609,20 +581,4 @@ QString frmExamDownloader::Endpoint()
 {
     const QString endpoint = TrimBlanks(ReadCourierValue(EndpointValue, Registry::REG_SZ).toString());
     return endpoint.isEmpty() ? DefaultEndpoint : endpoint;
-}
-
-QString frmExamDownloader::CredentialPassPhrase()
-{
-    QString machine;
-    QFile machineId(QStringLiteral("/etc/machine-id"));
-    if (machineId.open(QIODevice::ReadOnly))
-        machine = QString::fromLatin1(machineId.read(256)).trimmed();
-    if (machine.isEmpty())
-        machine = QSysInfo::machineHostName();
-    QString user;
-    if (const passwd* entry = ::getpwuid(::getuid()))
-        user = QString::fromLocal8Bit(entry->pw_name);
-    if (user.isEmpty())
-        user = qEnvironmentVariable("USER");
-    return QStringLiteral("Practorium remembered password/") + machine + u'/' + user;
 }

@@ -8,6 +8,7 @@
 
 class Downloader;
 class InternetTransfer;
+class PackInstaller;
 class QCheckBox;
 class QLabel;
 class QLineEdit;
@@ -22,10 +23,11 @@ class QTimer;
 // refreshes its catalogue afterwards.
 //
 // A downloaded pack is run only when it is whole and is a pack: HTTP 200, as
-// many bytes as "content-length" announced, the pack's first lines, and as
-// many bytes as the pack itself declares. Anything else, and any exam ID that
-// is not a plain file name, is a failed installation; nothing is run and
-// nothing is written outside the window's own folder in the temporary folder.
+// many bytes as "content-length" announced, and a pack signed for its exam ID
+// by a trusted key (PackInstaller). Anything else, and any exam ID that is
+// not a plain file name, is a failed installation; nothing is run and nothing
+// is written outside the window's own folder in the temporary folder. A pack
+// runs while the window stays live; Cancel ends it.
 class frmExamDownloader : public QDialog
 {
     Q_OBJECT
@@ -58,12 +60,6 @@ public:
     // The service address: the "Endpoint" value of the store key, else the
     // vendor's address.
     static QString Endpoint();
-    // The pass phrase of the remembered password, made at run time from this
-    // machine's identity and the user's name; never stored anywhere.
-    static QString CredentialPassPhrase();
-    // Whether `path` holds a whole pack: it starts with the pack's first lines
-    // and is exactly as long as its script says (script plus archive).
-    static bool IsWholePackFile(const QString& path);
 
 protected:
     void done(int result) override;
@@ -82,8 +78,10 @@ private:
     void Apply(const ServiceProtocol::Decision& decision);
     void SendRequest(const QString& packedMessage);
     void HandleReply();
-    // Installs the downloaded pack of `examID`; false when it could not.
-    bool InstallPack(const QString& examID);
+    // Starts installing the downloaded pack of `examID`; the run goes on in
+    // m_installer_Finished.
+    void InstallPack(const QString& examID);
+    void m_installer_Finished(bool installed);
     void RememberCredentials();
     void ForgetCredentials();
     // The window's own folder inside the temporary folder, made on first use;
@@ -105,6 +103,7 @@ private:
     InternetTransfer* m_icRequestDispatcher = nullptr;
     InternetTransfer* m_icDownloader = nullptr;
     Downloader* m_oDownloader = nullptr;
+    PackInstaller* m_installer = nullptr;
 
     ServiceProtocol m_protocol;
     int m_fullWidth = ProgressFullWidth;
@@ -115,5 +114,7 @@ private:
     bool m_running = false;
     // The exam whose pack is being downloaded; empty when none is.
     QString m_downloadingExamID;
+    // The exam whose pack is being installed; empty when none is.
+    QString m_installingExamID;
     std::unique_ptr<QTemporaryDir> m_downloadFolder;
 };

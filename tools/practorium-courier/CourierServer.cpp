@@ -1,6 +1,8 @@
 #include "tools/practorium-courier/CourierServer.h"
 
+#include "model/Error.h"
 #include "model/Pack.h"
+#include "model/PackSignature.h"
 #include "tools/practorium-courier/CourierMessage.h"
 #include "tools/practorium-courier/CourierStore.h"
 
@@ -10,6 +12,7 @@
 #include <QFileInfo>
 #include <QHttpServerRequest>
 #include <QHttpServerResponder>
+#include <QSaveFile>
 #include <QTcpSocket>
 #include <QUrlQuery>
 
@@ -32,7 +35,7 @@ constexpr qint64 HugeReplyBytes = 10 * 1024 * 1024;
 // "content-length" that LengthTooLarge adds to the true size.
 constexpr qint64 LengthExcess = 1000;
 
-const std::array<std::pair<const char*, Misbehaviour>, 10> ModeNames { {
+const std::array<std::pair<const char*, Misbehaviour>, 11> ModeNames { {
     { "error-reply", Misbehaviour::ErrorReply },
     { "empty-body", Misbehaviour::EmptyBody },
     { "not-a-message", Misbehaviour::NotAMessage },
@@ -43,6 +46,7 @@ const std::array<std::pair<const char*, Misbehaviour>, 10> ModeNames { {
     { "not-found-pack", Misbehaviour::NotFoundPack },
     { "bad-exam-ids", Misbehaviour::BadExamIds },
     { "never-answer", Misbehaviour::NeverAnswer },
+    { "as-is", Misbehaviour::AsIs },
 } };
 
 void Log(const QString& text)
@@ -133,10 +137,13 @@ QStringList CourierServer::BadExamIds()
         QStringLiteral("/tmp/evil"), QStringLiteral("nul") + QChar(0) + QStringLiteral("evil") };
 }
 
-CourierServer::CourierServer(CourierStore& store, const QString& packsFolder, Misbehaviour mode)
+CourierServer::CourierServer(CourierStore& store, const QString& packsFolder, Misbehaviour mode,
+    const QByteArray& secretKey, const QString& signedFolder)
     : m_store(store)
     , m_packsFolder(packsFolder)
     , m_mode(mode)
+    , m_secretKey(secretKey)
+    , m_signedFolder(signedFolder)
 {
     m_server.route(EndpointPath, [this](const QHttpServerRequest& request, QHttpServerResponder&& responder) {
         HandleRequest(request, std::move(responder));
@@ -284,25 +291,70 @@ void CourierServer::SendPack(const QHttpServerRequest& request, QHttpServerRespo
         responder.write(Page(QStringLiteral("404 Not Found")), PageType, StatusCode::NotFound);
         return;
     }
-    const qint64 size = info.size();
+    QString served;
+    try {
+        served = Signed(path, eid);
+    } catch (...) {
+        Log(QStringLiteral("GET %1: cannot sign %2: %3").arg(eid, path, Error::Current().Description()));
+        responder.write(Page(QStringLiteral("500 Internal Server Error")), PageType, StatusCode::InternalServerError);
+        return;
+    }
+    const qint64 size = QFileInfo(served).size();
     QTcpSocket* socket = responder.socket();
     switch (m_mode) {
     case Misbehaviour::DropMidPack:
         Log(QStringLiteral("GET %1: dropped after %2 of %3 bytes").arg(eid).arg(size / 2).arg(size));
-        SendWithLength(socket, path, size, size / 2);
+        SendWithLength(socket, served, size, size / 2);
         return;
     case Misbehaviour::LengthTooLarge:
         Log(QStringLiteral("GET %1: %2 bytes announced as %3").arg(eid).arg(size).arg(size + LengthExcess));
-        SendWithLength(socket, path, size + LengthExcess, size);
+        SendWithLength(socket, served, size + LengthExcess, size);
         return;
     case Misbehaviour::LengthTooSmall:
         Log(QStringLiteral("GET %1: %2 bytes announced as %3").arg(eid).arg(size).arg(size / 2));
-        SendWithLength(socket, path, size / 2, size);
+        SendWithLength(socket, served, size / 2, size);
         return;
     default:
         break;
     }
     Log(QStringLiteral("GET %1: %2 bytes").arg(eid).arg(size));
     // QHttpServer streams a file in blocks and announces its size.
-    responder.write(new QFile(path), { { "Content-Type", PackType } });
+    responder.write(new QFile(served), { { "Content-Type", PackType } });
+}
+
+QString CourierServer::Signed(const QString& path, const QString& examID)
+{
+    const QFileInfo source(path);
+    // Anything but a whole unsigned pack goes out as it is: signed packs,
+    // and whatever a test put there on purpose.
+    if (m_mode == Misbehaviour::AsIs || m_secretKey.isEmpty() || PackSignature::BodySize(path) != source.size())
+        return path;
+    const QString copy = QDir(m_signedFolder).filePath(examID + QStringLiteral(".pack"));
+    const QFileInfo signedCopy(copy);
+    if (signedCopy.isFile() && signedCopy.size() == source.size() + PackSignature::TrailerBytes
+        && signedCopy.lastModified() >= source.lastModified())
+        return copy;
+
+    QDir().mkpath(m_signedFolder);
+    PackSignature::Signer signer(m_secretKey, examID);
+    QFile input(path);
+    QSaveFile output(copy);
+    if (!input.open(QIODevice::ReadOnly) || !output.open(QIODevice::WriteOnly))
+        Error::Raise(ErrorNumber::InvalidCall, copy, input.isOpen() ? output.errorString() : input.errorString());
+    QByteArray block(1024 * 1024, Qt::Uninitialized);
+    for (;;) {
+        const qint64 got = input.read(block.data(), block.size());
+        if (got < 0)
+            Error::Raise(ErrorNumber::InvalidCall, path, input.errorString());
+        if (got == 0)
+            break;
+        signer.Add(block.constData(), got);
+        if (output.write(block.constData(), got) != got)
+            Error::Raise(ErrorNumber::InvalidCall, copy, output.errorString());
+    }
+    const QByteArray trailer = signer.Trailer();
+    if (output.write(trailer) != trailer.size() || !output.commit())
+        Error::Raise(ErrorNumber::InvalidCall, copy, output.errorString());
+    Log(QStringLiteral("signed %1 for %2").arg(path, examID));
+    return copy;
 }

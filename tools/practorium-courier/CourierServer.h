@@ -25,6 +25,7 @@ enum class Misbehaviour {
     NotFoundPack,    // a 404 HTML page instead of any pack
     BadExamIds,      // LIST data starts with unsafe IDs; those IDs get a stub pack
     NeverAnswer,     // no request is ever answered; connections stay open
+    AsIs,            // packs are sent byte for byte as they lie, unsigned ones unsigned
 };
 
 std::optional<Misbehaviour> MisbehaviourFromName(const QString& name);
@@ -38,10 +39,14 @@ QString MisbehaviourNames();
 //        403 for a missing or expired session or an exam not bought,
 //        400 for an exam ID that is not a plain file name, 404 when the
 //        file is missing. Other paths and methods: 404.
+//        A pack that is already signed is sent as it is; an unsigned one is
+//        signed for the exam ID with the server's own key, into a copy kept
+//        in `signedFolder` and made again when the pack changes.
 class CourierServer
 {
 public:
-    CourierServer(CourierStore& store, const QString& packsFolder, Misbehaviour mode);
+    CourierServer(CourierStore& store, const QString& packsFolder, Misbehaviour mode, const QByteArray& secretKey = {},
+        const QString& signedFolder = {});
 
     // The port listened on, or 0 when the address cannot be bound.
     quint16 Listen(const QHostAddress& address, quint16 port);
@@ -60,9 +65,14 @@ private:
     void HandleRequest(const QHttpServerRequest& request, QHttpServerResponder&& responder);
     CourierMessage Reply(const QByteArray& body);
     void SendPack(const QHttpServerRequest& request, QHttpServerResponder&& responder);
+    // The file to send for `path`: itself, or its signed copy. Raises when
+    // the copy cannot be made.
+    QString Signed(const QString& path, const QString& examID);
 
     CourierStore& m_store;
     QString m_packsFolder;
     Misbehaviour m_mode;
+    QByteArray m_secretKey;
+    QString m_signedFolder;
     QHttpServer m_server;
 };

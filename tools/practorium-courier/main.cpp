@@ -4,19 +4,25 @@
 //   practorium-courier [--database FILE] add-account USER PASSWORD   ("-": read the password from stdin)
 //   practorium-courier [--database FILE] grant USER EXAMID
 //   practorium-courier [--database FILE] reports
+//   practorium-courier [--database FILE] public-key   the key that packs are signed with
 //
 // Serving prints "listening on http://HOST:PORT/PackCourier.asp" as the first
 // line on standard output (port 0 picks a free port, and the line tells which)
-// and logs one line per request on standard error. It runs until it is
+// and logs one line per request on standard error. Unsigned packs are signed
+// with the server's key, "signing.key" beside the database (made on first
+// use, owner-only); its copies are kept in "signed" there. It runs until it is
 // stopped. Failures print one line, "practorium-courier: <source>:
 // <description>", and exit with status 1.
 
 #include "model/Error.h"
+#include "model/PackSignature.h"
 #include "tools/practorium-courier/CourierServer.h"
 #include "tools/practorium-courier/CourierStore.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <QTextStream>
 
@@ -53,6 +59,22 @@ QString ReadPassword(const QString& argument)
     return in.readLine();
 }
 
+QString BesideDatabase(const QString& database, const QString& name)
+{
+    return QFileInfo(database).absoluteDir().filePath(name);
+}
+
+// The server's secret key, made on first use.
+QByteArray SigningKey(const QString& database)
+{
+    const QString path = BesideDatabase(database, QStringLiteral("signing.key"));
+    if (!QFileInfo::exists(path)) {
+        QDir().mkpath(QFileInfo(path).absolutePath());
+        PackSignature::WriteSecretKeyFile(path, PackSignature::NewKeyPair().Secret);
+    }
+    return PackSignature::ReadSecretKeyFile(path);
+}
+
 int Serve(const QCommandLineParser& parser, const QString& database)
 {
     const QString addressText = parser.value(QStringLiteral("address"));
@@ -75,7 +97,7 @@ int Serve(const QCommandLineParser& parser, const QString& database)
     const QString packs = parser.isSet(QStringLiteral("packs")) ? parser.value(QStringLiteral("packs")) : DataFolder() + QStringLiteral("/packs");
 
     CourierStore store(database);
-    CourierServer server(store, packs, mode);
+    CourierServer server(store, packs, mode, SigningKey(database), BesideDatabase(database, QStringLiteral("signed")));
     const quint16 actualPort = server.Listen(address, quint16(port));
     if (actualPort == 0)
         Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("listen"), QStringLiteral("cannot listen on %1 port %2").arg(addressText).arg(port));
@@ -98,7 +120,7 @@ int Run(QCoreApplication& app)
         { QStringLiteral("misbehave"), QStringLiteral("Misbehave on purpose: ") + MisbehaviourNames() + u'.', QStringLiteral("MODE") },
     });
     parser.addHelpOption();
-    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("add-account USER PASSWORD | grant USER EXAMID | reports; none to serve"));
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("add-account USER PASSWORD | grant USER EXAMID | reports | public-key; none to serve"));
     if (!parser.parse(app.arguments()))
         RaiseUsage(parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
@@ -131,8 +153,12 @@ int Run(QCoreApplication& app)
         // One report a line: received (UTC), user, list, time as the client sent it.
         for (const CourierStore::Report& report : store.Reports())
             WriteLine(stdout, QStringList { report.Received, report.User, report.List, report.Time }.join(u'\t'));
+    } else if (command == QLatin1String("public-key")) {
+        if (arguments.size() != 1)
+            RaiseUsage(QStringLiteral("public-key"));
+        WriteLine(stdout, PackSignature::KeyText(PackSignature::PublicKeyOf(SigningKey(database))));
     } else {
-        RaiseUsage(QStringLiteral("[options] [add-account USER PASSWORD | grant USER EXAMID | reports]"));
+        RaiseUsage(QStringLiteral("[options] [add-account USER PASSWORD | grant USER EXAMID | reports | public-key]"));
     }
     return 0;
 }

@@ -50,9 +50,13 @@ trap 'exit 1' HUP INT TERM
 set -f
 IFS='
 '
-archive() { tail -c +"$skip" "$0"; }
+archive() { tail -c +"$skip" "$0" | head -c "$size"; }
 
+# After the archive comes nothing, or the signature of a signed pack, which
+# the program that downloads the pack checks before running it.
+rest=$(($(wc -c <"$0") - (skip - 1 + size)))
 [ "$(archive | wc -c)" -eq "$size" ] || fail "the pack is incomplete or damaged"
+[ "$rest" -eq 0 ] || [ "$rest" -eq @TRAILER@ ] || fail "the pack is incomplete or damaged"
 names=$(archive | tar -t --quoting-style=literal) || fail "cannot read the pack's archive"
 for name in $names; do
     case $name in
@@ -129,16 +133,19 @@ struct Member
     qint64 Size = 0;
 };
 
-void WriteAll(QSaveFile& output, const QByteArray& bytes)
+// Writes and, for a signed pack, feeds the signature's digest.
+void WriteAll(QSaveFile& output, const QByteArray& bytes, PackSignature::Signer* signer)
 {
     if (output.write(bytes) != bytes.size())
         Error::Raise(ErrorNumber::InvalidCall, output.fileName(), output.errorString());
+    if (signer)
+        signer->Add(bytes);
 }
 
 // Copies the member's file in blocks, so an exhibit of any size costs no more
 // memory than one block; a file that changed size since it was measured is an
 // error rather than a member that disagrees with its header.
-void CopyMember(QSaveFile& output, const Member& member)
+void CopyMember(QSaveFile& output, const Member& member, PackSignature::Signer* signer)
 {
     QFile input(member.Path);
     if (!input.open(QIODevice::ReadOnly))
@@ -150,12 +157,12 @@ void CopyMember(QSaveFile& output, const Member& member)
             Error::Raise(ErrorNumber::InvalidCall, member.Path,
                 input.error() != QFileDevice::NoError ? input.errorString() : QStringLiteral("the file became shorter while it was read"));
         }
-        WriteAll(output, block);
+        WriteAll(output, block, signer);
         left -= block.size();
     }
     if (!input.read(1).isEmpty())
         Error::Raise(ErrorNumber::InvalidCall, member.Path, QStringLiteral("the file became longer while it was read"));
-    WriteAll(output, QByteArray(PaddedSize(member.Size) - member.Size, '\0'));
+    WriteAll(output, QByteArray(PaddedSize(member.Size) - member.Size, '\0'), signer);
 }
 
 Member MeasuredMember(const QString& name, const QString& path)
@@ -194,6 +201,7 @@ QByteArray InstallerScript(const QString& package, const QString& examFile, qint
     base.replace("@PACKAGE@", ShellQuote(package));
     base.replace("@EXAM@", ShellQuote(examFile));
     base.replace("@SIZE@", QByteArray::number(archiveSize));
+    base.replace("@TRAILER@", QByteArray::number(PackSignature::TrailerBytes));
     // The archive's offset is part of the script it follows; a few rounds
     // settle the number of its digits.
     qint64 skip = 1;
@@ -206,7 +214,8 @@ QByteArray InstallerScript(const QString& package, const QString& examFile, qint
     }
 }
 
-void Build(Exam& exam, const QString& exhibitFolder, const QString& outputPath, const QString& source)
+void Build(Exam& exam, const QString& exhibitFolder, const QString& outputPath, const QString& source,
+    PackSignature::Signer* signer)
 {
     // The folder is named after the code as the exam file stores it, which is
     // what the catalogue reads back and compares with the exam ID.
@@ -251,13 +260,15 @@ void Build(Exam& exam, const QString& exhibitFolder, const QString& outputPath, 
     QSaveFile output(outputPath);
     if (!output.open(QIODevice::WriteOnly))
         Error::Raise(ErrorNumber::InvalidCall, outputPath, output.errorString());
-    WriteAll(output, InstallerScript(package, examFile, archiveSize));
+    WriteAll(output, InstallerScript(package, examFile, archiveSize), signer);
     const qint64 now = QDateTime::currentSecsSinceEpoch();
     for (const Member& member : members) {
-        WriteAll(output, MemberHeader(QFile::encodeName(member.Name), member.Size, now));
-        CopyMember(output, member);
+        WriteAll(output, MemberHeader(QFile::encodeName(member.Name), member.Size, now), signer);
+        CopyMember(output, member, signer);
     }
-    WriteAll(output, QByteArray(2 * BlockSize, '\0'));
+    WriteAll(output, QByteArray(2 * BlockSize, '\0'), signer);
+    if (signer)
+        WriteAll(output, signer->Trailer(), nullptr);
     output.setPermissions(output.permissions() | QFileDevice::ExeOwner | QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     if (!output.commit())
         Error::Raise(ErrorNumber::InvalidCall, outputPath, output.errorString());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "model/Pack.h"
+#include "model/PackSignature.h"
 
 #include <QByteArray>
 #include <QString>
@@ -34,7 +35,9 @@ QByteArray InstallerScript(const QString& package, const QString& examFile, qint
 // whole). The package folder is the exam's code. Exhibits are read from
 // `exhibitFolder`. Problems of the exam's content are raised with `source`
 // (the JSON file) and the key path ("questions[3].exhibit: ..."); file errors
-// with the file's path as the source.
-void Build(Exam& exam, const QString& exhibitFolder, const QString& outputPath, const QString& source);
+// with the file's path as the source. With a `signer`, the pack is signed as
+// it is written (see PackSignature.h).
+void Build(Exam& exam, const QString& exhibitFolder, const QString& outputPath, const QString& source,
+    PackSignature::Signer* signer = nullptr);
 
 } // namespace Pack

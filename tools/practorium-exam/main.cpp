@@ -7,6 +7,13 @@
 //   practorium-exam import ... SOURCE OUTPUT.exam   question bank to exam
 //   practorium-exam export --format F FILE.exam OUTPUT
 //                                             (see BankCommands.h)
+//   practorium-exam pack --key SECRET-KEY-FILE --id EXAM-ID SOURCE.json OUTPUT
+//                                             the same, signed for that exam ID
+//   practorium-exam keygen SECRET-KEY-FILE PUBLIC-KEY-FILE
+//                                             a new signing key pair
+//   practorium-exam verify --key PUBLIC-KEY-FILE --id EXAM-ID PACK
+//                                             "good signature", or fails with
+//                                             the reason (see PackSignature.h)
 //
 // Exit status 0 on success. On failure the status is 1 and standard error gets
 // exactly one line, "practorium-exam: <source>: <description>": the source and
@@ -18,6 +25,7 @@
 
 #include "model/Error.h"
 #include "model/Exam.h"
+#include "model/PackSignature.h"
 #include "tools/practorium-exam/BankCommands.h"
 #include "tools/practorium-exam/ExamJson.h"
 #include "tools/practorium-exam/Pack.h"
@@ -30,11 +38,17 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 namespace {
 
 const QString ToolName = QStringLiteral("practorium-exam");
-const QString Usage = QStringLiteral("compile SOURCE.json OUTPUT.exam | dump FILE.exam | pack SOURCE.json OUTPUT | import ... SOURCE OUTPUT.exam | export --format FORMAT FILE.exam OUTPUT");
+const QString Usage = QStringLiteral("compile SOURCE.json OUTPUT.exam | dump FILE.exam | pack [--key SECRET-KEY-FILE --id "
+                                     "EXAM-ID] SOURCE.json OUTPUT | keygen SECRET-KEY-FILE PUBLIC-KEY-FILE | verify --key "
+                                     "PUBLIC-KEY-FILE --id EXAM-ID PACK | import ... SOURCE OUTPUT.exam | export --format "
+                                     "FORMAT FILE.exam OUTPUT");
+const QString PackUsage = QStringLiteral("pack [--key SECRET-KEY-FILE --id EXAM-ID] SOURCE.json OUTPUT");
+const QString VerifyUsage = QStringLiteral("verify --key PUBLIC-KEY-FILE --id EXAM-ID PACK");
 
 // A source file larger than this is refused before it is read in full, so a
 // device or a runaway file cannot exhaust memory. Real exams are a few MiB.
@@ -88,12 +102,68 @@ void Compile(const QString& sourcePath, const QString& outputPath)
     exam.Save(outputPath);
 }
 
-// The exhibits are the files its questions name in the source's own folder.
-void MakePack(const QString& sourcePath, const QString& outputPath)
+// "--key FILE --id ID" in either order, then exactly `wanted` other words;
+// false when they are not there. The key and ID are empty when not given.
+bool SigningOptions(QStringList arguments, int wanted, QString& key, QString& id, QStringList& rest)
 {
+    while (arguments.size() >= 2 && (arguments.first() == QLatin1String("--key") || arguments.first() == QLatin1String("--id"))) {
+        QString& target = arguments.first() == QLatin1String("--key") ? key : id;
+        if (!target.isEmpty())
+            return false;
+        target = arguments.at(1);
+        arguments.remove(0, 2);
+    }
+    rest = arguments;
+    return rest.size() == wanted && key.isEmpty() == id.isEmpty() && !rest.first().startsWith(QLatin1String("--"));
+}
+
+// The exhibits are the files its questions name in the source's own folder.
+void MakePack(const QStringList& arguments)
+{
+    QString keyPath;
+    QString examID;
+    QStringList files;
+    if (!SigningOptions(arguments.mid(2), 2, keyPath, examID, files) || (keyPath.isEmpty() && arguments.size() != 4))
+        RaiseUsage(PackUsage);
+    std::unique_ptr<PackSignature::Signer> signer;
+    if (!keyPath.isEmpty()) {
+        if (!PackSignature::CanSign(examID))
+            Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("--id"), QStringLiteral("cannot sign for the exam ID \"%1\" (1 to 128 bytes)").arg(examID));
+        signer = std::make_unique<PackSignature::Signer>(PackSignature::ReadSecretKeyFile(keyPath), examID);
+    }
+    const QString sourcePath = files.at(0);
     Exam exam;
     ExamJson::FromJson(ReadSource(sourcePath), exam, sourcePath);
-    Pack::Build(exam, QFileInfo(sourcePath).absolutePath(), outputPath, sourcePath);
+    Pack::Build(exam, QFileInfo(sourcePath).absolutePath(), files.at(1), sourcePath, signer.get());
+}
+
+// Both files are new: a key pair is never written over another.
+void MakeKeys(const QString& secretPath, const QString& publicPath)
+{
+    if (QFileInfo::exists(publicPath))
+        Error::Raise(ErrorNumber::InvalidCall, publicPath, QStringLiteral("already exists"));
+    const PackSignature::KeyPair pair = PackSignature::NewKeyPair();
+    PackSignature::WriteSecretKeyFile(secretPath, pair.Secret);
+    try {
+        PackSignature::WritePublicKeyFile(publicPath, pair.Public);
+    } catch (...) {
+        QFile::remove(secretPath);
+        throw;
+    }
+}
+
+void Verify(const QStringList& arguments)
+{
+    QString keyPath;
+    QString examID;
+    QStringList files;
+    if (!SigningOptions(arguments.mid(2), 1, keyPath, examID, files) || keyPath.isEmpty())
+        RaiseUsage(VerifyUsage);
+    const QString pack = files.at(0);
+    const PackSignature::Result result = PackSignature::Verify(pack, examID, { PackSignature::ReadPublicKeyFile(keyPath) });
+    if (!result.IsGood())
+        Error::Raise(ErrorNumber::InvalidCall, pack, result.Reason);
+    WriteLine(stdout, result.Reason);
 }
 
 void Dump(const QString& path)
@@ -122,9 +192,13 @@ int Run(const QStringList& arguments)
             RaiseUsage(QStringLiteral("dump FILE.exam"));
         Dump(arguments.at(2));
     } else if (command == QLatin1String("pack")) {
+        MakePack(arguments);
+    } else if (command == QLatin1String("keygen")) {
         if (arguments.size() != 4)
-            RaiseUsage(QStringLiteral("pack SOURCE.json OUTPUT"));
-        MakePack(arguments.at(2), arguments.at(3));
+            RaiseUsage(QStringLiteral("keygen SECRET-KEY-FILE PUBLIC-KEY-FILE"));
+        MakeKeys(arguments.at(2), arguments.at(3));
+    } else if (command == QLatin1String("verify")) {
+        Verify(arguments);
     } else if (command == QLatin1String("import")) {
         BankCommands::Import(arguments.mid(2));
     } else if (command == QLatin1String("export")) {
