@@ -513,14 +513,18 @@ void frmExamDownloader::InstallPack(const QString& examID)
 {
     UpdateStatus(FormatText(QStringLiteral("Installing: {1}"), { examID }), 0, 0, 0);
     const QString file = m_oDownloader->TargetFile();
-    m_installingExamID = examID;
-    if (m_oDownloader->IsWhole() && m_installer->Start(file, examID))
+    const bool whole = m_oDownloader->IsWhole();
+    if (whole && m_installer->Start(file, examID)) {
+        m_installingExamID = examID;
         return;
+    }
     // Refused: nothing of it ran, and it is not kept.
     qWarning("Practorium: the pack of %s was not run: %s", qUtf8Printable(examID),
-        qUtf8Printable(m_oDownloader->IsWhole() ? m_installer->Reason() : QStringLiteral("the transfer was not whole")));
+        qUtf8Printable(whole ? m_installer->Reason() : QStringLiteral("the transfer was not whole")));
     QFile::remove(file);
-    m_installer_Finished(false);
+    ShowMessage(InstallFailed, 16, { examID });
+    if (m_running)
+        Apply(m_protocol.ExamHandled(false));
 }
 
 void frmExamDownloader::m_installer_Finished(bool installed)

@@ -1,6 +1,9 @@
+#include "common/TestUtil.h"
 #include "download/InternetTransfer.h"
+#include "download/PackInstaller.h"
 #include "download/frmExamDownloader.h"
 #include "model/Pack.h"
+#include "model/PackSignature.h"
 #include "shell/Globals.h"
 #include "shell/MessageSeam.h"
 #include "shell/Registry.h"
@@ -32,13 +35,37 @@ void WriteFile(const QString& path, const QByteArray& bytes)
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size());
 }
 
-// A well-formed pack whose script only leaves `marker` behind when it runs,
-// padded so that half of it still holds the whole script.
-QByteArray MarkerPack(const QString& marker)
+// A well-formed pack whose script runs `commands`, padded so that half of it
+// still holds the whole script.
+QByteArray ScriptPack(const QByteArray& commands)
 {
-    QByteArray script = QByteArray(Pack::Signature) + "skip=00000\nsize=65536\n: > '" + QFile::encodeName(marker) + "'\nexit 0\n";
+    QByteArray script = QByteArray(Pack::Signature) + "skip=00000\nsize=65536\n" + commands + "\nexit 0\n";
     script.replace("00000", QByteArray::number(script.size() + 1).rightJustified(5, '0'));
     return script + QByteArray(65536, 'x');
+}
+
+// A pack that only leaves `marker` behind when it runs.
+QByteArray MarkerPack(const QString& marker)
+{
+    return ScriptPack(": > '" + QFile::encodeName(marker) + "'");
+}
+
+QByteArray Signed(const QByteArray& body, const QByteArray& secretKey, const QString& examID)
+{
+    PackSignature::Signer signer(secretKey, examID);
+    signer.Add(body);
+    return body + signer.Trailer();
+}
+
+// Whether the process `pid` still runs (a zombie has ended).
+bool IsRunning(qint64 pid)
+{
+    QFile stat(QString("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray line = stat.readAll();
+    const qsizetype state = line.lastIndexOf(')') + 2;
+    return state < line.size() && line.at(state) != 'Z' && line.at(state) != 'X';
 }
 
 template <typename T>
@@ -87,6 +114,8 @@ private Q_SLOTS:
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_home.path() + "/config"));
         qputenv("TMPDIR", QFile::encodeName(m_home.path() + "/tmp"));
         MessageSeam::Intercept(true);
+        // No desktop keyring here: remembered passwords take the machine phrase.
+        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
         for (const QString id : { "101", "102" }) {
             const QString source = m_home.path() + "/src/" + id + ".json";
             WriteFile(source, QStringLiteral(R"({"code": "%1", "name": "Exam %1", "maxScore": 1000, "passScore": 700, "duration": 60,
@@ -317,6 +346,100 @@ private Q_SLOTS:
         QCOMPARE(QFile::exists("/tmp/evil.exe"), evilBefore);
     }
 
+    // Packs that must not be installed, each the only exam of a run: the
+    // failed-installation box, nothing of the pack ran or runs on, and the
+    // window is still there to close.
+    void untrustedPacks_data()
+    {
+        QTest::addColumn<QByteArray>("pack");    // 101.pack on the server
+        QTest::addColumn<QString>("mode");       // the server's: "as-is" sends packs unsigned
+        QTest::addColumn<QString>("trust");      // "Trusted Keys" when not the usual ones
+        QTest::addColumn<QString>("action");     // "", "limit" (the time limit passes) or "cancel"
+        QTest::addColumn<bool>("runs");          // refused packs are deleted unrun
+        QTest::addColumn<QStringList>("boxes");
+
+        const QString marker = m_home.path() + "/ran-101";
+        const QByteArray marks = MarkerPack(marker);
+        const QByteArray good = Signed(marks, m_signer.Secret, "101");
+        QByteArray changed = good;
+        changed[marks.size() - 10] = 'y';
+        const QStringList failed { "Installation of 101 failed. Click OK to continue." };
+        const QString pidFile = QFile::encodeName(m_home.path() + "/tmp/pid").constData();
+        const QByteArray sleeps = ScriptPack("echo $$ > '" + pidFile.toUtf8() + "'; sleep 600; : > '" + marker.toUtf8() + "'");
+        // The child writes its own ID, then the pack ends, leaving it behind.
+        const QByteArray leavesChild = ScriptPack("sh -c 'echo $$ > \"$1.part\"; mv \"$1.part\" \"$1\"; sleep 600; : > \"$2\"' sh '"
+            + pidFile.toUtf8() + "' '" + marker.toUtf8() + "' &\nwhile [ ! -s '" + pidFile.toUtf8() + "' ]; do sleep 0.01; done");
+
+        QTest::newRow("unsigned") << marks << "as-is" << "" << "" << false << failed;
+        QTest::newRow("server's key not trusted") << marks << "" << PackSignature::KeyText(m_signer.Public) << "" << false << failed;
+        QTest::newRow("signed for another exam") << Signed(marks, m_signer.Secret, "102") << "" << "" << "" << false << failed;
+        QTest::newRow("one byte changed") << changed << "" << "" << "" << false << failed;
+        QTest::newRow("signature cut off") << good.left(good.size() - 64) << "" << "" << "" << false << failed;
+        QTest::newRow("bytes after the signature") << good + "\n: > '" + QFile::encodeName(marker) + "'\n" << "" << "" << "" << false << failed;
+        QTest::newRow("runs past the limit") << Signed(sleeps, m_signer.Secret, "101") << "" << "" << "limit" << true << failed;
+        QTest::newRow("leaves a child running") << Signed(leavesChild, m_signer.Secret, "101") << "" << "" << "" << true << failed;
+        QTest::newRow("cancelled while it runs") << Signed(sleeps, m_signer.Secret, "101") << "" << "" << "cancel" << true << QStringList {};
+    }
+
+    void untrustedPacks()
+    {
+        QFETCH(QByteArray, pack);
+        QFETCH(QString, mode);
+        QFETCH(QString, trust);
+        QFETCH(QString, action);
+        QFETCH(bool, runs);
+        WriteFile(m_home.path() + "/packs/row/101.pack", pack);
+        StartCourier("row", { "101" }, mode);
+        if (!trust.isEmpty())
+            Registry::WriteValue(CourierKey, "Trusted Keys", trust, Registry::REG_SZ);
+        Registry::WriteValue(CourierKey, "Install Timeout", " 7 ", Registry::REG_SZ);
+        const QStringList filesBefore = FilesOutsideAllowedFolders();
+        const QString pidFile = m_home.path() + "/tmp/pid";
+        frmExamDownloader window;
+        window.show();
+        Start(window, User, Password);
+        auto* installer = Child<PackInstaller>(window, "installer");
+        if (!action.isEmpty()) {
+            // The window stays live while the pack runs: it shows what runs,
+            // and the limit's clock is the setting's.
+            QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(pidFile), RunTimeout);
+            QVERIFY(installer->IsRunning());
+            QCOMPARE(Child<QLabel>(window, "lblInfo")->text(), "Installing: 101");
+            QCOMPARE(Caption(window), "&Cancel");
+            auto* limit = installer->findChild<QTimer*>("tmrInstallTimeout");
+            QVERIFY(limit->isActive());
+            QCOMPARE(limit->interval(), 7000);
+            if (action == "limit")
+                installer->tmrTimeout_Timer();
+            else
+                QTest::mouseClick(Child<QPushButton>(window, "cmdAction"), Qt::LeftButton);
+        }
+        QVERIFY(WaitForEnd(window));
+        QTEST(ShownTexts(16), "boxes");
+        QVERIFY(!installer->IsRunning());
+        if (QFile::exists(pidFile)) {
+            bool isNumber = false;
+            const qint64 pid = TestUtil::ReadAll(pidFile).trimmed().toLongLong(&isNumber);
+            QVERIFY(isNumber);
+            QTRY_VERIFY_WITH_TIMEOUT(!IsRunning(pid), RunTimeout);
+        }
+        QVERIFY(!QFile::exists(m_home.path() + "/ran-101"));
+        QVERIFY(!IsExamInstalled("101"));
+        if (action == "cancel") {
+            QVERIFY(!window.isVisible());
+            QCOMPARE(ReportedLists(), QStringList {});
+        } else {
+            QCOMPARE(Child<QLabel>(window, "lblInfo")->text(), "Completed");
+            QCOMPARE(Caption(window), "&Close");
+            QTest::mouseClick(Child<QPushButton>(window, "cmdAction"), Qt::LeftButton);
+            QVERIFY(!window.isVisible());
+            QCOMPARE(ReportedLists(), QStringList { "" });
+        }
+        if (!runs)
+            QVERIFY(!QDirIterator(m_home.path() + "/tmp", { "*.exe" }, QDir::Files, QDirIterator::Subdirectories).hasNext());
+        QCOMPARE(FilesOutsideAllowedFolders(), filesBefore);
+    }
+
 private:
     // Starts the reference server with the account granted `exams`, serving
     // `packs`, and points the store's Endpoint at it.
@@ -327,6 +450,11 @@ private:
         QVERIFY(m_courier->Start(misbehave));
         // Blanks around the stored address are not part of it.
         Registry::WriteValue(CourierKey, "Endpoint", "  " + m_courier->Endpoint() + " ", Registry::REG_SZ);
+        QByteArray key;
+        QVERIFY(m_courier->Admin({ "public-key" }, &key));
+        // The server's key among others, as a candidate would paste them.
+        Registry::WriteValue(CourierKey, "Trusted Keys",
+            PackSignature::KeyText(m_signer.Public) + "  " + QString::fromLatin1(key.trimmed()), Registry::REG_SZ);
     }
 
     QStringList ReportedLists() const
@@ -359,6 +487,8 @@ private:
 
     QTemporaryDir m_home;
     std::unique_ptr<CourierProcess> m_courier;
+    // A vendor's key whose packs the server sends as they are.
+    PackSignature::KeyPair m_signer = PackSignature::NewKeyPair();
 };
 
 QTEST_MAIN(frmExamDownloaderTest)

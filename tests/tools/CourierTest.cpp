@@ -256,6 +256,69 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(Path("bad.pack")));
     }
 
+    // The server signs the unsigned packs it serves, with a key of its own
+    // beside its database; the signed pack still installs, and the tool's
+    // verify command accepts it for its exam ID only.
+    void servedPacksAreSigned()
+    {
+        QByteArray key;
+        QVERIFY(m_server->Admin({ "public-key" }, &key));
+        QCOMPARE(QFile::permissions(Path("signing.key")) & 0x0077, QFileDevice::Permissions {});
+        QVERIFY(WriteFile(Path("server.public"), key));
+        const auto [status, served] = Fetch(m_network, m_server->PackUrl(m_sessionId, "CT-1"));
+        QCOMPARE(status, 200);
+        QCOMPARE(served.size(), m_pack.size() + 232);
+        QVERIFY(served.startsWith(m_pack));
+        QVERIFY(WriteFile(Path("served.pack"), served));
+        QVERIFY(QFile::setPermissions(Path("served.pack"), QFile::permissions(Path("ct.pack"))));
+        const Outcome installed = Run(Path("served.pack"), {}, m_dir.path(), Path("served"));
+        QVERIFY2(installed.ExitCode == 0, installed.Err.constData());
+        QVERIFY(ReadAll(Path("served/Practorium/Exams/CT-1/CT-1.exam")) == m_compiled);
+        QCOMPARE(Run(EXAM_TOOL, { "verify", "--key", Path("server.public"), "--id", "CT-1", Path("served.pack") }).ExitCode, 0);
+        const Outcome other = Run(EXAM_TOOL, { "verify", "--id", "CT-2", "--key", Path("server.public"), Path("served.pack") });
+        QCOMPARE(other.ExitCode, 1);
+        QCOMPARE(other.Err, "practorium-exam: " + Path("served.pack").toUtf8() + ": signed for another exam: CT-1\n");
+    }
+
+    // Keys made by the tool sign packs that verify with the public half.
+    void toolKeysSignPacks_data()
+    {
+        QTest::addColumn<QStringList>("arguments"); // KEYS is the folder of the new pair
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QByteArray>("output");     // standard output, else the error line after "practorium-exam: "
+        QTest::newRow("good") << QStringList { "verify", "--key", "KEYS/public", "--id", "CT-1", "KEYS/signed.pack" } << 0
+                              << QByteArray("good signature\n");
+        QTest::newRow("unsigned") << QStringList { "verify", "--key", "KEYS/public", "--id", "CT-1", Path("ct.pack") } << 1
+                                  << Path("ct.pack").toUtf8() + ": no signature\n";
+        QTest::newRow("secret key given to verify") << QStringList { "verify", "--key", "KEYS/secret", "--id", "CT-1", "KEYS/signed.pack" }
+                                                    << 1 << QByteArray("KEYS/secret: not a public key file\n");
+        QTest::newRow("keys not written over") << QStringList { "keygen", "KEYS/other", "KEYS/public" } << 1
+                                               << QByteArray("KEYS/public: already exists\n");
+        QTest::newRow("--key without --id") << QStringList { "pack", "--key", "KEYS/secret", Path("ct.json"), "KEYS/x.pack" } << 1
+                                            << QByteArray("usage: practorium-exam pack [--key SECRET-KEY-FILE --id EXAM-ID] SOURCE.json OUTPUT\n");
+    }
+
+    void toolKeysSignPacks()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QByteArray, output);
+        const QString keys = Path("keys");
+        if (!QFile::exists(keys + "/public")) {
+            QVERIFY(QDir().mkpath(keys));
+            QCOMPARE(Run(EXAM_TOOL, { "keygen", keys + "/secret", keys + "/public" }).ExitCode, 0);
+            QCOMPARE(QFile::permissions(keys + "/secret") & 0x0077, QFileDevice::Permissions {});
+            QCOMPARE(Run(EXAM_TOOL, { "pack", "--key", keys + "/secret", "--id", "CT-1", Path("ct.json"), keys + "/signed.pack" }).ExitCode, 0);
+        }
+        arguments.replaceInStrings("KEYS", keys);
+        output.replace("KEYS", keys.toUtf8());
+        QProcess tool;
+        tool.start(EXAM_TOOL, arguments);
+        QVERIFY(tool.waitForFinished(WaitMs));
+        QTEST(tool.exitCode(), "exitCode");
+        QCOMPARE(tool.exitCode() == 0 ? tool.readAllStandardOutput() : tool.readAllStandardError(),
+            tool.exitCode() == 0 ? output : "practorium-exam: " + output);
+    }
+
 private:
     QString Path(const QString& name) const { return m_dir.filePath(name); }
 
