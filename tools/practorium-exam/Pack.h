@@ -13,7 +13,9 @@ class Exam;
 // the exhibit pictures its questions name. The script unpacks the archive into
 // a new folder inside the package folder, checks every member, and only then
 // renames the files into place, so a damaged pack leaves an installed package
-// as it was, and a second run replaces the files of the first.
+// as it was, and a second run replaces the files of the first. A signed pack
+// has its signature after the archive (PackSignature.h); the script reads
+// only the archive and accepts nothing else after it.
 namespace Pack {
 
 // Whether `name` can be a member of a pack and the name of a package folder:
