@@ -1,5 +1,6 @@
 #include "download/PackInstaller.h"
 
+#include "model/Error.h"
 #include "model/PackSignature.h"
 #include "shell/Registry.h"
 
@@ -90,7 +91,12 @@ bool PackInstaller::Start(const QString& packFile, const QString& examID)
         m_reason = QStringLiteral("another pack is still running");
         return false;
     }
-    const PackSignature::Result check = PackSignature::Verify(packFile, examID, TrustedKeys());
+    PackSignature::Result check;
+    try {
+        check = PackSignature::Verify(packFile, examID, TrustedKeys());
+    } catch (...) {
+        check.Reason = Error::Current().Description();
+    }
     if (!check.IsGood()) {
         m_reason = check.Reason;
         return false;
