@@ -1,5 +1,7 @@
 #include "exchange/BankFormat.h"
 
+#include "exchange/MoodleXml.h"
+#include "exchange/Qti.h"
 #include "exchange/Text.h"
 
 #include <QRegularExpression>
@@ -105,8 +107,9 @@ bool ReadBank(BankFormat format, const QByteArray& bytes, Bank& out, ReadFailure
     case BankFormat::Csv:
         return ReadCsv(bytes, out, failure);
     case BankFormat::MoodleXml:
+        return ReadMoodleXml(bytes, out, failure);
     case BankFormat::Qti:
-        break;
+        return ReadQti(bytes, out, failure);
     }
     failure.description = QStringLiteral("the %1 format is not supported yet").arg(BankFormatName(format));
     return false;

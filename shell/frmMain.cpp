@@ -9,9 +9,15 @@
 #include "shell/MessageSeam.h"
 #include "shell/Resources.h"
 #include "shell/frmAbout.h"
+#include "shell/FileDialogSeam.h"
+#include "shell/frmImport.h"
 
 #include <QApplication>
+#include <QFileInfo>
 #include <QCloseEvent>
+#include <QDropEvent>
+#include <QMimeData>
+#include <QShortcut>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QHeaderView>
@@ -84,6 +90,15 @@ frmMain::frmMain(QWidget* parent)
     m_lblProductLink->setObjectName(QStringLiteral("lblProductLink"));
     m_lblProductLink->SetCaption(tr("More exams online"));
     m_lblProductLink->SetHRef(QString::fromLatin1(ProductsPage));
+    m_lblImport = new LinkLabel(this);
+    m_lblImport->setObjectName(QStringLiteral("lblImport"));
+    m_lblImport->SetCaption(tr("Import questions\u2026"));
+    connect(m_lblImport, &LinkLabel::clicked, this, &frmMain::cmdImport_Click);
+    auto* importKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_I), this);
+    connect(importKey, &QShortcut::activated, this, &frmMain::cmdImport_Click);
+    // A question bank dropped on the catalogue is imported.
+    m_lvwExams->viewport()->setAcceptDrops(true);
+    m_lvwExams->viewport()->installEventFilter(this);
     connect(m_lblDownload, &LinkLabel::clicked, this, &frmMain::downloadRequested);
     connect(m_lblAbout, &LinkLabel::clicked, this, [this] {
         frmAbout about(this);
@@ -102,6 +117,8 @@ frmMain::frmMain(QWidget* parent)
     links->setSpacing(8);
     links->addWidget(m_lblStatus);
     links->addWidget(m_lblDownload);
+    links->addWidget(Separator(this));
+    links->addWidget(m_lblImport);
     links->addWidget(Separator(this));
     links->addWidget(m_lblAbout);
     links->addWidget(Separator(this));
@@ -171,8 +188,59 @@ void frmMain::cmdStart_Click()
     Q_EMIT examRequested();
 }
 
+void frmMain::cmdImport_Click()
+{
+    const QString path = FileDialogSeam::OpenFileName(this, tr("Import questions"), ImportFileFilter());
+    if (!path.isEmpty())
+        ImportFile(path);
+}
+
+void frmMain::ImportFile(const QString& path)
+{
+    const QString installed = ImportQuestions(this, path);
+    if (installed.isEmpty())
+        return;
+    RefreshExamList();
+    for (int row = 0; row < m_exams->rowCount(); ++row) {
+        const QModelIndex index = m_exams->index(row, 0);
+        if (QFileInfo(index.data(ExamListModel::PathRole).toString()) == QFileInfo(installed)) {
+            m_lvwExams->setCurrentIndex(index);
+            m_lvwExams->scrollTo(index);
+            break;
+        }
+    }
+}
+
+// The first local file of a drag, empty when it brings none.
+static QString DroppedFile(const QMimeData* data)
+{
+    for (const QUrl& url : data->urls()) {
+        if (url.isLocalFile())
+            return url.toLocalFile();
+    }
+    return {};
+}
+
 bool frmMain::eventFilter(QObject* watched, QEvent* event)
 {
+    if (watched == m_lvwExams->viewport()) {
+        if (event->type() == QEvent::DragEnter || event->type() == QEvent::DragMove) {
+            auto* drag = static_cast<QDragMoveEvent*>(event);
+            if (!DroppedFile(drag->mimeData()).isEmpty()) {
+                drag->acceptProposedAction();
+                return true;
+            }
+        } else if (event->type() == QEvent::Drop) {
+            auto* drop = static_cast<QDropEvent*>(event);
+            const QString path = DroppedFile(drop->mimeData());
+            if (!path.isEmpty()) {
+                drop->acceptProposedAction();
+                // After the drag has ended: the import may show dialogs.
+                QMetaObject::invokeMethod(this, [this, path] { ImportFile(path); }, Qt::QueuedConnection);
+                return true;
+            }
+        }
+    }
     if (watched == m_lvwExams && event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent*>(event)->key();
         if (key == Qt::Key_Return || key == Qt::Key_Enter) {

@@ -24,7 +24,13 @@ public:
     // incomplete headers are left out silently.
     void RefreshExamList();
 
+    // Imports a question bank file (the preview, the question before
+    // replacing, the installation), then lists and selects the new exam.
+    void ImportFile(const QString& path);
+
 public Q_SLOTS:
+    // Asks for a question bank file and imports it.
+    void cmdImport_Click();
     // Loads the selected exam as CurrentExam, then asks for the exam window.
     // A failing load is not trapped here: it reaches the program's top level.
     void cmdStart_Click();
@@ -47,6 +53,7 @@ private:
     QTreeView* m_lvwExams;
     QLabel* m_lblStatus;
     LinkLabel* m_lblDownload;
+    LinkLabel* m_lblImport;
     LinkLabel* m_lblAbout;
     LinkLabel* m_lblProductLink;
     QPushButton* m_cmdStart;

@@ -3,6 +3,7 @@
 #include "exchange/BankFormat.h"
 #include "exchange/ExamBuilder.h"
 #include "exchange/GiftWriter.h"
+#include "exchange/MoodleXml.h"
 #include "model/Error.h"
 #include "model/Exam.h"
 
@@ -21,7 +22,7 @@ namespace BankCommands {
 
 const char* const ImportUsage = "import [--format aiken|gift|moodle-xml|qti|csv] [--code CODE] [--name NAME] "
                                 "[--max-score N] [--pass-score N] [--duration MINUTES] [--strict] SOURCE OUTPUT.exam";
-const char* const ExportUsage = "export --format gift FILE.exam OUTPUT";
+const char* const ExportUsage = "export --format gift|moodle-xml FILE.exam OUTPUT";
 
 namespace {
 
@@ -192,10 +193,22 @@ void Export(const QStringList& arguments)
     const QString& formatName = arguments[1];
     const QString& examPath = arguments[2];
     const QString& output = arguments[3];
-    if (formatName != QLatin1String("gift"))
+    const bool moodle = formatName == QLatin1String("moodle-xml");
+    if (formatName != QLatin1String("gift") && !moodle)
         Usage(ExportUsage, QStringLiteral("--format: cannot export to \"%1\"").arg(formatName));
     Exam exam;
     exam.Load(examPath);
+    if (moodle) {
+        // Pictures travel inside the XML: nothing is copied.
+        QStringList warnings;
+        const QByteArray xml = exchange::WriteMoodleXml(exam, QFileInfo(examPath).absolutePath(), &warnings);
+        for (const QString& warning : warnings)
+            Warn(ToolName + QStringLiteral(": ") + examPath + QStringLiteral(": ") + warning);
+        QSaveFile file(output);
+        if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size() || !file.commit())
+            Error::Raise(ErrorNumber::InvalidCall, output, file.errorString());
+        return;
+    }
 
     // Exhibits are copied first: the output names them, so it is written
     // only when they are in place.

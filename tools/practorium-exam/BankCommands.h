@@ -9,7 +9,7 @@
 //   import [--format aiken|gift|moodle-xml|qti|csv] [--code CODE] [--name NAME]
 //          [--max-score N] [--pass-score N] [--duration MINUTES] [--strict]
 //          SOURCE OUTPUT.exam
-//   export --format gift FILE.exam OUTPUT
+//   export --format gift|moodle-xml FILE.exam OUTPUT
 namespace BankCommands {
 
 extern const char* const ImportUsage;
@@ -20,7 +20,8 @@ extern const char* const ExportUsage;
 // "practorium-exam: SOURCE:LINE: <text>", then "imported N items, skipped M".
 void Import(const QStringList& arguments);
 
-// Writes the exam in the format and copies its exhibits beside OUTPUT.
+// Writes the exam in the format; GIFT gets its exhibits copied beside
+// OUTPUT, Moodle XML carries them embedded.
 void Export(const QStringList& arguments);
 
 } // namespace BankCommands
