@@ -1,4 +1,5 @@
-// Measures importing large question banks: a 10,000-item GIFT file read,
+// Measures importing large question banks: a 10,000-item GIFT file and a
+// 10,000-item Moodle XML file (written by the project's own exporter) read,
 // built into an exam and saved, in this process (best of three runs) and as
 // the real `practorium-exam import` command (wall time and peak memory of the
 // child process). Goals: under 1 s and under 200 MB each.
@@ -6,6 +7,7 @@
 
 #include "exchange/BankFormat.h"
 #include "exchange/ExamBuilder.h"
+#include "exchange/MoodleXml.h"
 #include "model/Exam.h"
 
 #include <QCoreApplication>
@@ -47,6 +49,38 @@ QByteArray GiftBank()
         text += QStringLiteral("\t####") + Sentence(random, 150) + QStringLiteral("\n}\n\n");
     }
     return text.toUtf8();
+}
+
+// The same kind of bank as Moodle XML: every text through the HTML reader,
+// every tenth item with an embedded 2 KiB picture, feedback on the right
+// option folded into the explanation as the exporter does.
+QByteArray MoodleBank(const QString& folder)
+{
+    QRandomGenerator random(11);
+    // A 1x1 GIF padded with comment blocks to a small diagram's size.
+    QByteArray gif = QByteArray::fromHex("474946383961010001008000000000ffffff21fe");
+    for (int block = 0; block < 8; ++block)
+        gif += char(255) + QByteArray(255, 'c');
+    gif += QByteArray::fromHex("002c00000000010001000002024401003b");
+    QFile picture(folder + QStringLiteral("/pic.gif"));
+    if (!picture.open(QIODevice::WriteOnly) || picture.write(gif) != gif.size())
+        qFatal("cannot write the picture");
+    picture.close();
+    Exam exam;
+    exam.SetCode(QStringLiteral("BENCH"));
+    for (int i = 1; i <= ItemCount; ++i) {
+        auto question = exam.Questions().Add();
+        question->SetProblem(Sentence(random, 200));
+        question->SetExplaination(Sentence(random, 150) + QStringLiteral("\nA. ") + Sentence(random, 60));
+        if (i % 10 == 0)
+            question->SetExhibit(QStringLiteral("pic.gif"));
+        for (int k = 0; k < 4; ++k) {
+            auto choice = question->Choices().Add();
+            choice->SetStatement(Sentence(random, 40));
+            choice->SetIsSolution(i % 5 == 0 ? k < 2 : k == 0);
+        }
+    }
+    return exchange::WriteMoodleXml(exam, folder);
 }
 
 void ImportInProcess(const QByteArray& bytes, const QString& output)
@@ -111,5 +145,13 @@ int main(int argc, char* argv[])
         qFatal("cannot write the bank");
     file.close();
     Measure("gift", gift, dir.path());
+
+    // The peak memory printed next is the larger of the two commands'.
+    const QString moodle = dir.filePath(QStringLiteral("bank.xml"));
+    QFile xml(moodle);
+    if (!xml.open(QIODevice::WriteOnly) || xml.write(MoodleBank(dir.path())) < 0)
+        qFatal("cannot write the bank");
+    xml.close();
+    Measure("moodle-xml", moodle, dir.path());
     return 0;
 }

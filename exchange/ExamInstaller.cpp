@@ -4,6 +4,7 @@
 #include "model/Exam.h"
 
 #include <QDir>
+#include <QFile>
 #include <QSaveFile>
 #include <QTemporaryDir>
 
@@ -66,6 +67,10 @@ bool InstallExamPackage(const QString& examsFolder, Exam& exam, const QVector<Pi
         return false;
     }
     staging.setAutoRemove(false);
+    // The staging folder was private (0700); a package is as readable as the
+    // packs install them.
+    QFile::setPermissions(target, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
+            | QFileDevice::ReadGroup | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther);
     if (!old.isEmpty())
         QDir(target + QStringLiteral("/.replaced-") + code).removeRecursively();
     return true;

@@ -19,6 +19,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace {
 
 // Larger sources are refused before they are read: a real question bank,
@@ -145,8 +147,11 @@ QString ImportQuestions(QWidget* parent, const QString& path)
         ShowMessage(cannot, 48, { Where(path, failure.location), failure.description });
         return {};
     }
+    QVector<exchange::BankNote> allNotes = bank.notes + notes;
+    std::stable_sort(allNotes.begin(), allNotes.end(),
+        [](const exchange::BankNote& a, const exchange::BankNote& b) { return a.location < b.location; });
     frmImport::Summary summary { QFileInfo(path).fileName(), int(exam.Questions().Count()), bank.skipped,
-        CharactersLost(bank), bank.notes + notes,
+        CharactersLost(bank), allNotes,
         format == exchange::BankFormat::Qti && exchange::ZipArchive::IsZip(bytes) };
     frmImport preview(summary, exam.Code(), exam.Name(), parent);
     if (preview.exec() != QDialog::Accepted)
