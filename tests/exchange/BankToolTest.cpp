@@ -101,6 +101,7 @@ void BankToolTest::import()
 
 // The sample exam exported to GIFT names its exhibits and copies them beside
 // the output; importing that file gives an exam of the same items.
+// Exported to Moodle XML it carries them embedded, and they come back.
 void BankToolTest::exportedGiftImportsBack()
 {
     QTemporaryDir dir;
@@ -126,6 +127,15 @@ void BankToolTest::exportedGiftImportsBack()
     Exam back;
     back.Load(dir.filePath(QStringLiteral("back.exam")));
     QCOMPARE(back.Questions().Count(), original.Questions().Count());
+
+    // Moodle XML carries the pictures inside: they come back as exhibits.
+    QTemporaryDir moodleDir;
+    outcome = RunTool({ QStringLiteral("export"), QStringLiteral("--format"), QStringLiteral("moodle-xml"), QStringLiteral(SAMPLE_EXAM), QStringLiteral("prac.xml") }, moodleDir.path());
+    QCOMPARE(outcome.exitCode, 0);
+    QCOMPARE(QDir(moodleDir.path()).entryList(QDir::Files), QStringList(QStringLiteral("prac.xml")));
+    outcome = RunTool({ QStringLiteral("import"), QStringLiteral("prac.xml"), QStringLiteral("back.exam") }, moodleDir.path());
+    QCOMPARE(outcome.err, QStringLiteral("imported %1 items, skipped 0\n").arg(original.Questions().Count()));
+    QCOMPARE(QDir(moodleDir.path()).entryList({ QStringLiteral("PRAC-*") }, QDir::Files).size(), exhibits);
 }
 
 QTEST_GUILESS_MAIN(BankToolTest)

@@ -163,7 +163,7 @@ private:
     {
         auto* dialog = qobject_cast<frmImport*>(QApplication::activeModalWidget());
         if (!dialog) {
-            QTimer::singleShot(10, this, [=, &seen, &done] { AnswerPreview(steps, seen, done); });
+            QTimer::singleShot(10, this, [=, this, &seen, &done] { AnswerPreview(steps, seen, done); });
             return;
         }
         seen << dialog->findChild<QLabel*>("lblSummary")->text() << dialog->findChild<QLabel*>("lblLost")->text();
