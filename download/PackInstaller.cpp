@@ -6,6 +6,7 @@
 
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTimer>
 
@@ -87,13 +88,16 @@ int PackInstaller::TimeoutSeconds()
 
 bool PackInstaller::Start(const QString& packFile, const QString& examID)
 {
+    // Absolute, so that the file checked is the one run and a bare name is
+    // never looked up on PATH.
+    const QString path = QFileInfo(packFile).absoluteFilePath();
     if (m_running) {
         m_reason = QStringLiteral("another pack is still running");
         return false;
     }
     PackSignature::Result check;
     try {
-        check = PackSignature::Verify(packFile, examID, TrustedKeys());
+        check = PackSignature::Verify(path, examID, TrustedKeys());
     } catch (...) {
         check.Reason = Error::Current().Description();
     }
@@ -101,7 +105,7 @@ bool PackInstaller::Start(const QString& packFile, const QString& examID)
         m_reason = check.Reason;
         return false;
     }
-    QFile pack(packFile);
+    QFile pack(path);
     if (!pack.setPermissions(pack.permissions() | QFileDevice::ExeOwner | QFileDevice::ReadOwner)) {
         m_reason = pack.errorString();
         return false;
@@ -118,7 +122,7 @@ bool PackInstaller::Start(const QString& packFile, const QString& examID)
     m_process->setChildProcessModifier([] { ::setpgid(0, 0); });
     connect(m_process, &QProcess::finished, this, &PackInstaller::ProcessFinished);
     connect(m_process, &QProcess::finished, m_process, &QObject::deleteLater);
-    m_process->start(packFile, {});
+    m_process->start(path, {});
     if (!m_process->waitForStarted(-1)) {
         m_reason = QStringLiteral("cannot start: ") + m_process->errorString();
         m_process->deleteLater();
