@@ -18,11 +18,20 @@ int main(int argc, char* argv[])
         // an exam runs and shows it again when the candidate leaves. It is
         // built when first needed, not at start-up.
         std::unique_ptr<frmExam> examWindow;
-        QObject::connect(&mainWindow, &frmMain::examRequested, &mainWindow, [&] {
-            if (!examWindow)
+        const auto exam = [&]() -> frmExam& {
+            if (!examWindow) {
                 examWindow = std::make_unique<frmExam>(&mainWindow);
-            examWindow->StartExam();
-        });
+                frmExam* window = examWindow.get();
+                QObject::connect(window, &frmExam::retakeRequested, window, [window](const SittingResult& result) {
+                    window->StartRetake(result.examPath, result.examDigest, MissedNumbers(result));
+                });
+            }
+            return *examWindow;
+        };
+        QObject::connect(&mainWindow, &frmMain::examRequested, &mainWindow, [&] { exam().StartExam(); });
+        // Only the items missed last time come with the attempt history;
+        // until it is there the choice stays off and every item is studied.
+        QObject::connect(&mainWindow, &frmMain::studyRequested, &mainWindow, [&](bool) { exam().StartStudy(); });
         QObject::connect(&mainWindow, &frmMain::downloadRequested, &mainWindow, [&mainWindow] {
             frmExamDownloader downloader(&mainWindow);
             downloader.exec();

@@ -5,6 +5,8 @@
 #include "model/Exam.h"
 #include "shell/Globals.h"
 
+#include <QSet>
+
 namespace {
 
 constexpr qint16 ExtraSeconds = 1800;
@@ -318,6 +320,29 @@ SittingResult ExamSession::Result() const
         ++i;
     }
     return result;
+}
+
+QList<qint16> ExamSession::RestrictTo(Exam& exam, const QList<qint16>& numbers)
+{
+    const QSet<qint16> wanted(numbers.cbegin(), numbers.cend());
+    Questions& questions = exam.Questions();
+    QList<qint16> kept;
+    // From the end, so a removal moves only kept items.
+    for (qsizetype i = questions.Count(); i >= 1; --i) {
+        if (wanted.contains(questions.Item(i).Number()))
+            kept.prepend(questions.Item(i).Number());
+        else
+            questions.Remove(i);
+    }
+    questions.ResetNumbers();
+    return kept;
+}
+
+qint16 ExamSession::ScaledMinutes(qint16 duration, qsizetype total, qsizetype kept)
+{
+    constexpr qsizetype MaxMinutes = 546;
+    const qsizetype scaled = total > 0 ? (qsizetype(qMax<qint16>(duration, 0)) * kept + total - 1) / total : 0;
+    return qint16(qMin(MaxMinutes, qMax(scaled, kept)));
 }
 
 QList<qint16> ExamSession::ParseAnswer(const QString& answer)

@@ -138,6 +138,14 @@ public:
     static Status StatusOf(const Question& question);
     static QList<RowMark> RowMarks(const Question& question);
 
+    // Keeps only the items whose Number is in `numbers`, in their order, and
+    // numbers them 1..n; returns the kept items' former numbers.
+    static QList<qint16> RestrictTo(Exam& exam, const QList<qint16>& numbers);
+    // Minutes for `kept` of `total` items of an exam of `duration` minutes:
+    // the duration scaled, at least one minute per item, at most what the
+    // 16-bit clock holds (546).
+    static qint16 ScaledMinutes(qint16 duration, qsizetype total, qsizetype kept);
+
     // "1,3" -> {1, 3}; a piece that is not a number raises error 13 from
     // "frmExam::ParseAnswer()".
     static QList<qint16> ParseAnswer(const QString& answer);

@@ -100,11 +100,17 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
     m_cmdWhy->setCursor(Qt::ArrowCursor);
     m_cmdWhy->hide();
     connect(m_cmdWhy, &QPushButton::clicked, this, &QuestionPanel::whyClicked);
+    m_cmdCheck = new QPushButton(tr("&Check"), m_fraInfo);
+    m_cmdCheck->setObjectName(QStringLiteral("cmdCheck"));
+    m_cmdCheck->setCursor(Qt::ArrowCursor);
+    m_cmdCheck->hide();
+    connect(m_cmdCheck, &QPushButton::clicked, this, &QuestionPanel::checkClicked);
     auto* info = new QVBoxLayout(m_fraInfo);
     info->setContentsMargins(14, 10, 14, 10);
     info->addWidget(m_lblAnswer);
     info->addWidget(m_lblStatus);
     info->addWidget(m_cmdWhy, 0, Qt::AlignLeft);
+    info->addWidget(m_cmdCheck, 0, Qt::AlignLeft);
     m_fraInfo->hide();
 
     // Row 1 is the template row of both kinds; its selectors also give the
@@ -427,6 +433,15 @@ void QuestionPanel::SetInfoVisible(bool visible)
         m_fraInfo->raise();
     else
         m_cmdWhy->hide();
+    m_cmdCheck->hide();
+}
+
+void QuestionPanel::ShowCheck()
+{
+    m_lblAnswer->clear();
+    m_lblStatus->clear();
+    m_cmdWhy->hide();
+    m_cmdCheck->show();
 }
 
 void QuestionPanel::ShowStatus(const ExamSession::Status& status)
@@ -435,6 +450,7 @@ void QuestionPanel::ShowStatus(const ExamSession::Status& status)
     m_lblStatus->setText(status.correct ? QStringLiteral("CORRECT") : QStringLiteral("INCORRECT"));
     SetTextColor(m_lblStatus, status.correct ? CorrectColor : IncorrectColor);
     m_cmdWhy->setVisible(status.whyVisible);
+    m_cmdCheck->hide();
 }
 
 // ---------------------------------------------------------------------------

@@ -68,6 +68,8 @@ public:
     // The information panel: the key, the verdict in its colour and Why.
     void SetInfoVisible(bool visible);
     void ShowStatus(const ExamSession::Status& status);
+    // Study mode before Check: the panel offers Check and no verdict yet.
+    void ShowCheck();
     void HomeInfo();
 
     // The 1-based positions of the selected buttons joined by ",": a radio
@@ -79,6 +81,7 @@ Q_SIGNALS:
     // A box of the item on screen was checked (by a click or by code).
     void boxChecked(qint32 index);
     void whyClicked();
+    void checkClicked();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -117,6 +120,7 @@ private:
     QLabel* m_lblAnswer = nullptr;
     QLabel* m_lblStatus = nullptr;
     QPushButton* m_cmdWhy = nullptr;
+    QPushButton* m_cmdCheck = nullptr;
 
     std::vector<ChoiceRow> m_rows;
     qint32 m_rowCount = 0; // rows of the item on screen

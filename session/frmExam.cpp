@@ -1,6 +1,8 @@
 #include "session/frmExam.h"
 
+#include "model/Error.h"
 #include "model/Exam.h"
+#include "model/FileDigest.h"
 #include "session/QuestionPanel.h"
 #include "session/frmExhibit.h"
 #include "session/frmExplain.h"
@@ -89,6 +91,7 @@ void frmExam::BuildPage()
     connect(m_picBorder, &QuestionPanel::labelClicked, this, &frmExam::LabelClicked);
     connect(m_picBorder, &QuestionPanel::boxChecked, this, &frmExam::BoxChecked);
     connect(m_picBorder, &QuestionPanel::whyClicked, this, &frmExam::cmdWhy_Click);
+    connect(m_picBorder, &QuestionPanel::checkClicked, this, &frmExam::cmdCheck_Click);
 
     m_cmdNext = MakeButton(tr("&Next"), "cmdNext", this);
     m_cmdNext->setDefault(true);
@@ -112,6 +115,49 @@ void frmExam::BuildPage()
 
 void frmExam::StartExam()
 {
+    Begin(ExamSession::Kind::Exam, {});
+}
+
+void frmExam::StartStudy(const QList<qint16>& onlyNumbers)
+{
+    if (!CurrentExam())
+        return;
+    const QByteArray digest = FileSha256(CurrentExam()->FileName());
+    QList<qint16> original;
+    if (!onlyNumbers.isEmpty())
+        original = ExamSession::RestrictTo(*CurrentExam(), onlyNumbers);
+    Begin(ExamSession::Kind::Study, original, digest);
+}
+
+void frmExam::StartRetake(const QString& examPath, const QByteArray& expectedDigest, const QList<qint16>& numbers)
+{
+    const QByteArray digest = FileSha256(examPath);
+    if (digest.isEmpty() || digest != expectedDigest) {
+        ShowMessage(QStringLiteral("The exam file {1} cannot be read or has changed since that attempt, so its missed "
+                                   "items cannot be retaken."),
+            48, { examPath });
+        return;
+    }
+    auto exam = std::make_shared<Exam>();
+    try {
+        exam->Load(examPath);
+    } catch (const Error& error) {
+        ShowMessage(QStringLiteral("The exam file {1} cannot be read:{CRLF}{2}"), 16, { examPath, error.Description() });
+        return;
+    }
+    const qsizetype total = exam->Questions().Count();
+    const QList<qint16> original = ExamSession::RestrictTo(*exam, numbers);
+    if (original.isEmpty()) {
+        ShowMessage(QStringLiteral("There are no missed items to retake."), 64);
+        return;
+    }
+    exam->SetDuration(ExamSession::ScaledMinutes(exam->Duration(), total, original.size()));
+    CurrentExam() = exam;
+    Begin(ExamSession::Kind::Retake, original, digest);
+}
+
+void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByteArray digest)
+{
     if (!CurrentExam())
         return;
     if (CurrentExam()->Questions().Count() == 0) {
@@ -120,12 +166,16 @@ void frmExam::StartExam()
         Q_EMIT finished();
         return;
     }
-    m_session.Start(*CurrentExam());
+    m_session.Start(*CurrentExam(), kind, original);
+    if (digest.isEmpty())
+        digest = FileSha256(CurrentExam()->FileName());
+    m_session.SetSource(CurrentExam()->FileName(), digest);
+    m_retakeAsked = false;
 
     // The same window may serve a second sitting: back to the taking state and
     // an empty page, which the first GotoQuestion saves over item 1.
-    m_picBorder->SetInfoVisible(false);
-    m_lblTime->show();
+    m_picBorder->SetInfoVisible(m_session.IsStudy());
+    m_lblTime->setVisible(!m_session.IsStudy());
     m_cmdReview->setEnabled(true);
     m_picBorder->ClearChoices();
     m_chkMarked->setChecked(false);
@@ -163,6 +213,8 @@ void frmExam::GotoQuestion(qint16 index)
         m_cmdPrev->setEnabled(m_session.PrevEnabledAfterGoto());
         if (m_session.ShowsStatus())
             ShowStatus();
+        else if (m_session.IsStudy())
+            m_picBorder->ShowCheck();
     }
     // Keyboard users stay among the options: the new item's first one.
     if (focusOnChoice)
@@ -289,6 +341,17 @@ void frmExam::cmdReview_Click()
     OpenReviewList();
     if (CurrentExam() && CurrentExam()->IsEnded())
         StartPostExamReview();
+    RetakeIfAsked();
+}
+
+void frmExam::cmdCheck_Click()
+{
+    if (!m_session.IsStudy() || m_session.ShowsStatus())
+        return;
+    // Saved as on any change of item, then shown again locked, with its verdict.
+    m_session.Check();
+    GotoQuestion(m_session.CurrentIndex());
+    m_cmdNext->setFocus(Qt::OtherFocusReason);
 }
 
 void frmExam::cmdExhibit_Click()
@@ -312,8 +375,24 @@ void frmExam::Tick()
     if (tick.action != ExamSession::TickResult::AskForMoreTime
         || m_session.AnswerTimeQuestion(AskForMoreTime() == MessageSeam::Yes) == ExamSession::TimeAnswer::Continue)
         return;
+    EndSitting();
     OpenReport();
     StartPostExamReview();
+    RetakeIfAsked();
+}
+
+void frmExam::EndSitting()
+{
+    m_result = m_session.Result();
+    Q_EMIT sittingEnded(m_result);
+}
+
+void frmExam::RetakeIfAsked()
+{
+    if (!m_retakeAsked)
+        return;
+    m_retakeAsked = false;
+    Q_EMIT retakeRequested(m_result);
 }
 
 int frmExam::AskForMoreTime()
@@ -342,6 +421,7 @@ void frmExam::StartPostExamReview()
 void frmExam::ShowStatus()
 {
     m_picBorder->ShowStatus(ExamSession::StatusOf(CurrentQuestion()));
+    m_picBorder->SetRowMarks(ExamSession::RowMarks(CurrentQuestion()));
 }
 
 void frmExam::closeEvent(QCloseEvent* event)
@@ -414,13 +494,18 @@ void frmExam::OpenReviewList()
         GotoFirstMarked();
     });
     connect(&review, &frmReview::gotoRequested, this, [this](qint16 index) { GotoQuestion(index); });
-    connect(&review, &frmReview::examEnded, this, [this] { GotoQuestion(1); });
+    connect(&review, &frmReview::examEnded, this, [this] {
+        GotoQuestion(1);
+        EndSitting();
+    });
+    connect(&review, &frmReview::retakeRequested, this, [this] { m_retakeAsked = true; });
     review.exec();
 }
 
 void frmExam::OpenReport()
 {
     frmReport report(*CurrentExam(), this);
+    connect(&report, &frmReport::retakeRequested, this, [this] { m_retakeAsked = true; });
     report.exec();
 }
 
@@ -481,6 +566,11 @@ void frmExam::keyPressEvent(QKeyEvent* event)
     switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
+        // In study mode Enter checks an item not yet checked.
+        if (m_session.IsStudy() && !m_session.ShowsStatus() && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
+            cmdCheck_Click();
+            return;
+        }
         if (m_cmdNext->isEnabled() && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
             m_cmdNext->click();
             return;

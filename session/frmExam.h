@@ -40,6 +40,17 @@ public:
     // started: a message says so, CurrentExam() is released and finished() is
     // emitted, the catalogue staying where it is.
     void StartExam();
+    // A sitting of only the items `numbers` (the file's item numbers, kept in
+    // the file's order) of the exam file at `examPath`, as CurrentExam(),
+    // scored on the exam's maximum, timed at least a minute per item.
+    // Refused with a message, the window as it was, when the file's SHA-256
+    // is not `expectedDigest` (it changed since that attempt), when it cannot
+    // be read, or when none of the numbers is in it.
+    void StartRetake(const QString& examPath, const QByteArray& expectedDigest, const QList<qint16>& numbers);
+    // Study mode on CurrentExam(): no clock; Check (Enter) shows an item's
+    // key and verdict and locks its options. `onlyNumbers` restricts the
+    // sitting to those items (empty: every item).
+    void StartStudy(const QList<qint16>& onlyNumbers = {});
 
     // Saves the page into the item on screen, then shows item `index`
     // (1..Count; not checked here, the model raises error 9 outside).
@@ -74,10 +85,15 @@ public Q_SLOTS:
     void cmdReview_Click();
     void cmdExhibit_Click();
     void cmdWhy_Click();
+    void cmdCheck_Click();
 
 Q_SIGNALS:
     // The window closed and CurrentExam() was released.
     void finished();
+    // The sitting ended (exam mode at its report, study mode when ended).
+    void sittingEnded(const SittingResult& result);
+    // On the score report the candidate asked to retake what was missed.
+    void retakeRequested(const SittingResult& result);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -88,6 +104,13 @@ protected:
     virtual int AskForMoreTime();
 
 private:
+    // Starts any kind of sitting on CurrentExam(); `original` maps items to
+    // the file's numbers. Empty `digest`: taken here from the exam's file.
+    void Begin(ExamSession::Kind kind, const QList<qint16>& original, QByteArray digest = {});
+    // The sitting's result to whoever keeps the history.
+    void EndSitting();
+    // A retake asked for on the report, once the report and list are gone.
+    void RetakeIfAsked();
     void BuildPage();
     void SaveAnswer();
     void ClearChoices();
@@ -126,4 +149,6 @@ private:
     QTimer* m_tmrTimer = nullptr;
     QPointer<frmExhibit> m_exhibit;
     PageGeometry::PageLayout m_layout;
+    SittingResult m_result;
+    bool m_retakeAsked = false;
 };

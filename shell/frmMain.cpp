@@ -13,6 +13,7 @@
 #include "shell/frmImport.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QFileInfo>
 #include <QCloseEvent>
 #include <QDropEvent>
@@ -105,10 +106,18 @@ frmMain::frmMain(QWidget* parent)
         about.exec();
     });
 
-    m_cmdStart = new QPushButton(tr("&Start Exam"), this);
+    // Alt+S is Study's; Start Exam answers to Alt+E and to Enter.
+    m_cmdStart = new QPushButton(tr("Start &Exam"), this);
     m_cmdStart->setObjectName(QStringLiteral("cmdStart"));
     m_cmdStart->setDefault(true);
     connect(m_cmdStart, &QPushButton::clicked, this, &frmMain::cmdStart_Click);
+    m_cmdStudy = new QPushButton(tr("&Study"), this);
+    m_cmdStudy->setObjectName(QStringLiteral("cmdStudy"));
+    m_cmdStudy->setToolTip(tr("Answer the items one by one and check each answer at once"));
+    connect(m_cmdStudy, &QPushButton::clicked, this, &frmMain::cmdStudy_Click);
+    m_chkMissedOnly = new QCheckBox(tr("&Only items missed last time"), this);
+    m_chkMissedOnly->setObjectName(QStringLiteral("chkMissedOnly"));
+    m_chkMissedOnly->setEnabled(false);
     m_cmdExit = new QPushButton(tr("E&xit"), this);
     m_cmdExit->setObjectName(QStringLiteral("cmdExit"));
     connect(m_cmdExit, &QPushButton::clicked, this, &QWidget::close);
@@ -124,6 +133,8 @@ frmMain::frmMain(QWidget* parent)
     links->addWidget(Separator(this));
     links->addWidget(m_lblProductLink);
     links->addStretch(1);
+    links->addWidget(m_chkMissedOnly);
+    links->addWidget(m_cmdStudy);
     links->addWidget(m_cmdStart);
     links->addWidget(m_cmdExit);
 
@@ -136,7 +147,9 @@ frmMain::frmMain(QWidget* parent)
     layout->addLayout(links);
 
     setTabOrder(m_lvwExams, m_cmdStart);
-    setTabOrder(m_cmdStart, m_cmdExit);
+    setTabOrder(m_cmdStart, m_cmdStudy);
+    setTabOrder(m_cmdStudy, m_chkMissedOnly);
+    setTabOrder(m_chkMissedOnly, m_cmdExit);
     RefreshExamList();
 }
 
@@ -171,21 +184,38 @@ void frmMain::RefreshExamList()
 
 void frmMain::cmdStart_Click()
 {
+    if (LoadSelectedExam())
+        Q_EMIT examRequested();
+}
+
+void frmMain::cmdStudy_Click()
+{
+    if (LoadSelectedExam())
+        Q_EMIT studyRequested(m_chkMissedOnly->isEnabled() && m_chkMissedOnly->isChecked());
+}
+
+void frmMain::SetMissedOnlyAvailable(bool available)
+{
+    m_chkMissedOnly->setEnabled(available);
+}
+
+bool frmMain::LoadSelectedExam()
+{
     if (m_exams->rowCount() == 0) {
         ShowMessage(QStringLiteral("No exams are available. Please install your exam pack(s)."), 48);
-        return;
+        return false;
     }
     const QModelIndexList selected = m_lvwExams->selectionModel()->selectedRows();
     if (selected.isEmpty()) {
         ShowMessage(QStringLiteral("Please select an exam to start"), 48);
-        return;
+        return false;
     }
     const QString path = selected.first().data(ExamListModel::PathRole).toString();
     BeginBusy();
     CurrentExam() = std::make_shared<Exam>();
     CurrentExam()->Load(path);
     EndBusy();
-    Q_EMIT examRequested();
+    return true;
 }
 
 void frmMain::cmdImport_Click()

@@ -3,6 +3,7 @@
 #include <QWidget>
 
 class LinkLabel;
+class QCheckBox;
 class QLabel;
 class QPushButton;
 class ExamListModel;
@@ -34,9 +35,18 @@ public Q_SLOTS:
     // Loads the selected exam as CurrentExam, then asks for the exam window.
     // A failing load is not trapped here: it reaches the program's top level.
     void cmdStart_Click();
+    // The same for study mode; studyRequested says whether only the items
+    // missed in the last attempt are wanted.
+    void cmdStudy_Click();
+
+public:
+    // Whether "Only items missed last time" can be chosen: it needs the
+    // attempt history. Off until the program says so.
+    void SetMissedOnlyAvailable(bool available);
 
 Q_SIGNALS:
     void examRequested();
+    void studyRequested(bool missedOnly);
     void downloadRequested();
     // The user confirmed leaving; the window is already hidden.
     void exitConfirmed();
@@ -48,6 +58,10 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    // Loads the selected exam as CurrentExam(); false after a message when
+    // there is none to load.
+    bool LoadSelectedExam();
+
     QLabel* m_picLogo;
     ExamListModel* m_exams;
     QTreeView* m_lvwExams;
@@ -57,5 +71,7 @@ private:
     LinkLabel* m_lblAbout;
     LinkLabel* m_lblProductLink;
     QPushButton* m_cmdStart;
+    QPushButton* m_cmdStudy;
+    QCheckBox* m_chkMissedOnly;
     QPushButton* m_cmdExit;
 };

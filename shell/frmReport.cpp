@@ -314,6 +314,18 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
     connect(m_cmdPrint, &QPushButton::clicked, this, &frmReport::PrintReport);
     connect(m_cmdExit, &QPushButton::clicked, this, &QDialog::accept);
     setTabOrder(m_cmdExit, m_cmdPrint);
+    m_cmdRetake = new QPushButton(QStringLiteral("&Retake missed items"), this);
+    m_cmdRetake->setObjectName(QStringLiteral("cmdRetake"));
+    m_cmdRetake->setAutoDefault(false);
+    bool missed = false;
+    for (const Question& question : exam.Questions())
+        missed = missed || question.Answer() != question.CorrectAnswer();
+    m_cmdRetake->setEnabled(missed);
+    connect(m_cmdRetake, &QPushButton::clicked, this, [this] {
+        Q_EMIT retakeRequested();
+        accept();
+    });
+    setTabOrder(m_cmdPrint, m_cmdRetake);
 
     PlaceOverWorkArea();
     Form_Resize();
@@ -407,6 +419,10 @@ void frmReport::Form_Resize()
     place(m_fraScores, placed.Frame);
     place(m_cmdPrint, placed.Print);
     place(m_cmdExit, placed.Exit);
+    // Centred under the score frame, between Print and Close.
+    const int retakeWidth = m_cmdRetake->sizeHint().width();
+    m_cmdRetake->setGeometry(m_fraScores->geometry().center().x() - retakeWidth / 2, m_cmdExit->y(), retakeWidth,
+        m_cmdExit->height());
 }
 
 void frmReport::resizeEvent(QResizeEvent* event)

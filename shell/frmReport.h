@@ -47,6 +47,11 @@ public:
     // "<exam code> score report.pdf" in the user's documents folder.
     static QString DefaultSaveFileName(const QString& examCode);
 
+Q_SIGNALS:
+    // "Retake missed items": the report closes, the exam window starts a
+    // sitting of the items answered wrongly or left unanswered.
+    void retakeRequested();
+
 protected:
     void resizeEvent(QResizeEvent* event) override;
     void showEvent(QShowEvent* event) override;
@@ -83,6 +88,7 @@ private:
     QLabel* m_lblObtainedShare = nullptr;
     QPushButton* m_cmdPrint = nullptr;
     QPushButton* m_cmdExit = nullptr;
+    QPushButton* m_cmdRetake = nullptr;
 
     static std::optional<QString> s_nextSaveFileName;
 };

@@ -274,6 +274,7 @@ void frmReview::ShowReport()
     hide();
     {
         frmReport report(m_exam, this);
+        connect(&report, &frmReport::retakeRequested, this, &frmReview::retakeRequested);
         report.exec();
     }
     done(QDialog::Accepted);

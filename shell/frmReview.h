@@ -47,6 +47,8 @@ Q_SIGNALS:
     void gotoRequested(qint16 index);
     // The candidate confirmed and the exam has just been ended.
     void examEnded();
+    // The score report's "Retake missed items" was pressed.
+    void retakeRequested();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

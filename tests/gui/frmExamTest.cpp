@@ -7,6 +7,7 @@
 #include "shell/frmReview.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QImage>
 #include <QLabel>
 #include <QMouseEvent>
@@ -125,6 +126,8 @@ private Q_SLOTS:
     void closeConfirmation();
     void exhibits();
     void longItemScrolls();
+    void retakeMissedItems();
+    void studyMode();
 
 private:
     template <typename T = QWidget>
@@ -151,6 +154,16 @@ private:
         return Text("lblAnswer") + " " + label->text() + " " + label->palette().color(label->foregroundRole()).name();
     }
     void Start(const QList<ItemPlan>& items = Standard, qint16 duration = 90);
+    // Each row's post-exam mark by its accessible text, "." for none.
+    QStringList Marks() const
+    {
+        QStringList marks;
+        for (int i = 1; i <= Visible("optChoices") + Visible("chkChoices"); ++i) {
+            const auto* mark = m_window->findChild<QLabel*>(QString("lblMark%1").arg(i));
+            marks << (mark && mark->isVisible() ? mark->accessibleName() : ".");
+        }
+        return marks;
+    }
     // Presses the left button on `widget`, moves by `by` and releases.
     static void Drag(QWidget* widget, QPoint by)
     {
@@ -310,6 +323,7 @@ void frmExamTest::sittingWithMarkedReview()
     QCOMPARE(title, QString("Explaination - Question: 1"));
     Click("cmdNext");
     QCOMPARE(Status(), QString("Answer: A,C INCORRECT #ff0000"));
+    QCOMPARE(Marks(), QStringList({ "correct option", ".", "correct option", "." }));
     QVERIFY(W("cmdWhy")->isHidden()); // the explanation is blank
     QVERIFY(On("chkMarked") && !W("chkMarked")->isEnabled() && !W("chkChoices3")->isEnabled());
     Click("lblChoices3");
@@ -434,6 +448,89 @@ void frmExamTest::longItemScrolls()
     QVERIFY(W("lblChoices40")->geometry().translated(content->pos()).bottom() < viewport->height());
     m_window->GotoQuestion(1);
     QVERIFY(scroll->value() == 0 && content->y() == 0 && !scroll->isEnabled());
+}
+
+// A sitting ended through the list, Retake pressed on its report; then the
+// retake of what was missed, and its refusal once the file has changed.
+void frmExamTest::retakeMissedItems()
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath("EX-101.exam");
+    MakeExam(Standard);
+    CurrentExam()->Save(path);
+    CurrentExam()->Load(path);
+    m_window->StartExam();
+    QList<SittingResult> ended;
+    QList<SittingResult> retakes;
+    connect(m_window.get(), &frmExam::sittingEnded, this, [&ended](const SittingResult& r) { ended << r; });
+    connect(m_window.get(), &frmExam::retakeRequested, this, [&retakes](const SittingResult& r) { retakes << r; });
+    Click("optChoices2"); // item 1 right
+    WhenModal<frmReview>([](frmReview* review) {
+        WhenModal<frmReport>([](frmReport* report) { report->findChild<QPushButton*>("cmdRetake")->click(); });
+        MessageSeam::SetNextAnswer(MessageSeam::Yes);
+        review->findChild<QPushButton*>("cmdEnd")->click();
+    });
+    Click("cmdReview");
+    QCOMPARE(ended.size(), 1);
+    QCOMPARE(retakes.size(), 1);
+    const SittingResult& result = retakes[0];
+    QVERIFY(result.examPath == path && result.examDigest.size() == 32 && !result.isStudy && !result.isRetake);
+    QCOMPARE(MissedNumbers(result), QList<qint16>({ 2, 3, 4 })); // 5 has nothing to choose
+
+    m_window->StartRetake(result.examPath, result.examDigest, MissedNumbers(result));
+    W<QTimer>("tmrTimer")->stop();
+    QCOMPARE(m_window->windowTitle(), QString("Exam: EX-101 - Item 1 of 3 - Missed items"));
+    QCOMPARE(Text("lblTime"), QString("Time Remaining:  00:54:00")); // 90 minutes for 5, scaled to 3
+    QCOMPARE(Item(1).Problem(), QString("Question 2"));
+    QVERIFY(Messages().isEmpty() && !W("fraInfo")->isVisible());
+
+    {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::Append));
+        file.write("x"); // ignored by Load, not by the digest
+    }
+    m_window->StartRetake(path, result.examDigest, { 2 });
+    const QStringList shown = Messages();
+    QVERIFY2(shown.size() == 1 && shown[0].startsWith("48:") && shown[0].contains("changed since that attempt"),
+        qPrintable(shown.join('\n')));
+    QCOMPARE(m_window->windowTitle(), QString("Exam: EX-101 - Item 1 of 3 - Missed items"));
+}
+
+// No clock; Enter checks the item, which locks and shows its verdict and
+// marks; Next and Previous move freely; ending reports a study sitting.
+void frmExamTest::studyMode()
+{
+    MakeExam(Standard);
+    m_window->StartStudy({ 1, 2 });
+    QCOMPARE(m_window->windowTitle(), QString("Exam: EX-101 - Item 1 of 2 - Study"));
+    QVERIFY(!W("lblTime")->isVisible() && W("cmdCheck")->isVisible());
+    Click("optChoices1"); // wrong: the key is B
+    QTest::keyClick(m_window.get(), Qt::Key_Return);
+    QCOMPARE(Status(), QString("Answer: B INCORRECT #ff0000"));
+    QVERIFY(!W("optChoices1")->isEnabled() && On("optChoices1") && W("cmdWhy")->isVisible());
+    QVERIFY(!W("cmdCheck")->isVisible());
+    QCOMPARE(Marks(), QStringList({ "your answer, incorrect", "correct option", "." }));
+    Click("lblChoices2"); // locked
+    QVERIFY(On("optChoices1"));
+
+    QTest::keyClick(m_window.get(), Qt::Key_Return); // checked: Enter is Next
+    QVERIFY(m_window->CurrentIndex() == 2 && W("chkChoices1")->isEnabled() && W("cmdCheck")->isVisible());
+    QCOMPARE(Marks(), QStringList(4, "."));
+    Click({ "chkChoices1", "chkChoices3", "cmdCheck" });
+    QCOMPARE(Status(), QString("Answer: A,C CORRECT #008000"));
+    Click("cmdPrev");
+    QVERIFY(m_window->CurrentIndex() == 1 && !W("optChoices1")->isEnabled());
+
+    QList<SittingResult> ended;
+    connect(m_window.get(), &frmExam::sittingEnded, this, [&ended](const SittingResult& r) { ended << r; });
+    WhenModal<frmReview>([](frmReview* review) {
+        WhenModal<frmReport>();
+        MessageSeam::SetNextAnswer(MessageSeam::Yes);
+        review->findChild<QPushButton*>("cmdEnd")->click();
+    });
+    Click("cmdReview");
+    QCOMPARE(ended.size(), 1);
+    QVERIFY(ended[0].isStudy && ended[0].items.size() == 2 && ended[0].obtained == 500);
 }
 
 QTEST_MAIN(frmExamTest)

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QCheckBox>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -67,18 +68,20 @@ private Q_SLOTS:
 
     void start_data()
     {
-        QTest::addColumn<bool>("doubleClick"); // else the Enter key on the list
-        QTest::newRow("double-click") << true;
-        QTest::newRow("Enter key") << false;
+        QTest::addColumn<QString>("how");
+        QTest::newRow("double-click") << "double-click";
+        QTest::newRow("Enter key") << "Enter";
+        QTest::newRow("Study, Alt+S") << "study";
     }
 
     void start()
     {
-        QFETCH(bool, doubleClick);
+        QFETCH(QString, how);
         frmMain window;
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         QSignalSpy requested(&window, &frmMain::examRequested);
+        QSignalSpy study(&window, &frmMain::studyRequested);
         auto* start = window.findChild<QPushButton*>("cmdStart");
         auto* list = window.findChild<QTreeView*>("lvwExams");
         // An empty list gives its message first, never the one for a missing selection.
@@ -95,7 +98,15 @@ private Q_SLOTS:
         QVERIFY(!CurrentExam());
 
         const QPoint row = list->visualRect(list->model()->index(0, 1)).center();
-        if (doubleClick) { // a real double-click starts with a click; mouseDClick alone sends no press
+        if (how == "study") {
+            list->setCurrentIndex(list->model()->index(0, 0));
+            auto* studyButton = window.findChild<QPushButton*>("cmdStudy");
+            QCOMPARE(studyButton->shortcut(), QKeySequence("Alt+S"));
+            QTest::mouseClick(studyButton, Qt::LeftButton);
+            QCOMPARE(study.count(), 1);
+            QCOMPARE(study[0][0].toBool(), false); // no history yet: every item
+            QVERIFY(!window.findChild<QCheckBox*>("chkMissedOnly")->isEnabled());
+        } else if (how == "double-click") { // a real double-click starts with a click; mouseDClick alone sends no press
             QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, row);
             QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, row);
         } else {
@@ -103,7 +114,7 @@ private Q_SLOTS:
             list->setFocus();
             QTest::keyClick(list, Qt::Key_Return);
         }
-        QCOMPARE(requested.count(), 1);
+        QCOMPARE(requested.count() + study.count(), 1);
         QVERIFY(CurrentExam() && CurrentExam()->Questions().Count() == 1); // the whole exam, not just its header
         QVERIFY(window.isEnabled()); // busy state ended
         QVERIFY(!QApplication::overrideCursor());

@@ -11,6 +11,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QScopeGuard>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -244,6 +245,27 @@ private Q_SLOTS:
                  "Your Score: 800", "Grade: Pass", "0%", "100%",
                  "Score report printed with Practorium - The Most Realistic Exam Simulator" })
             QVERIFY2(text.contains(piece), qPrintable(piece + ("\n" + text)));
+    }
+
+    void retakeOffered_data()
+    {
+        QTest::addColumn<int>("correct");
+        QTest::newRow("two missed") << 8;
+        QTest::newRow("nothing missed") << 10;
+    }
+
+    void retakeOffered()
+    {
+        QFETCH(int, correct);
+        auto exam = MakeExam(correct);
+        frmReport report(*exam);
+        report.show();
+        QSignalSpy asked(&report, &frmReport::retakeRequested);
+        auto* retake = report.findChild<QPushButton*>("cmdRetake");
+        QCOMPARE(retake->isEnabled(), correct < 10);
+        QTest::mouseClick(retake, Qt::LeftButton);
+        QCOMPARE(asked.count(), correct < 10 ? 1 : 0);
+        QCOMPARE(report.isVisible(), correct == 10);
     }
 
     void printWithoutPrinter_data()

@@ -331,6 +331,36 @@ private Q_SLOTS:
         QVERIFY(result.items[2].isMarked && result.items[2].isCorrect && result.items[2].key == "1,3");
     }
 
+    void restrictTo_data()
+    {
+        QTest::addColumn<QList<qint16>>("numbers");
+        QTest::addColumn<QList<qint16>>("kept");
+        QTest::addColumn<int>("minutes"); // of an exam of 90 minutes
+        QTest::newRow("three of five, scaled") << QList<qint16> { 4, 2, 3 } << QList<qint16> { 2, 3, 4 } << 54;
+        QTest::newRow("unknown numbers dropped") << QList<qint16> { 9, 5, -1 } << QList<qint16> { 5 } << 18;
+        QTest::newRow("none left") << QList<qint16> { 7 } << QList<qint16> {} << 0;
+    }
+
+    void restrictTo()
+    {
+        QFETCH(QList<qint16>, numbers);
+        auto exam = MakeExam(Keys(5));
+        for (int i = 1; i <= 5; ++i)
+            exam->Questions().Item(i).SetProblem(QString::number(i));
+        const QList<qint16> kept = ExamSession::RestrictTo(*exam, numbers);
+        QTEST(kept, "kept");
+        QCOMPARE(exam->Questions().Count(), kept.size());
+        for (int i = 1; i <= kept.size(); ++i) // in the file's order, numbered afresh
+            QVERIFY(exam->Questions().Item(i).Number() == i && exam->Questions().Item(i).Problem().toShort() == kept[i - 1]);
+        QTEST(int(ExamSession::ScaledMinutes(90, 5, kept.size())), "minutes");
+    }
+
+    void scaledMinutes()
+    {
+        QCOMPARE(ExamSession::ScaledMinutes(10, 100, 50), qint16(50)); // a minute per item at least
+        QCOMPARE(ExamSession::ScaledMinutes(500, 1000, 900), qint16(546)); // what the clock holds
+    }
+
     void parseAnswer_data()
     {
         QTest::addColumn<QString>("answer");
