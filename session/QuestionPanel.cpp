@@ -18,7 +18,7 @@ namespace {
 constexpr qint32 QuestionInset = 180;
 constexpr qreal PageFontPoints = 12;
 constexpr qreal StatusFontPoints = 14;
-constexpr qreal MarkFontPoints = 9;
+constexpr qreal MarkFontPoints = 11;
 constexpr int InfoWidthPx = 280;
 constexpr int InfoHeightPx = 112;
 
@@ -392,6 +392,8 @@ void QuestionPanel::SetRowMarks(const QList<ExamSession::RowMark>& marks)
             row.Mark->setFont(markFont);
             row.Mark->setAlignment(Qt::AlignCenter);
             row.Mark->setTextFormat(Qt::PlainText);
+            // On the Base background a label paints in Text; the colour is set in WindowText.
+            row.Mark->setForegroundRole(QPalette::WindowText);
         }
         const bool right = mark == ExamSession::RowMark::RightOption;
         row.Mark->setText(right ? QStringLiteral("\u2713") : QStringLiteral("\u2717"));

@@ -118,6 +118,7 @@ frmMain::frmMain(QWidget* parent)
     m_chkMissedOnly = new QCheckBox(tr("&Only items missed last time"), this);
     m_chkMissedOnly->setObjectName(QStringLiteral("chkMissedOnly"));
     m_chkMissedOnly->setEnabled(false);
+    m_chkMissedOnly->hide();
     m_cmdExit = new QPushButton(tr("E&xit"), this);
     m_cmdExit->setObjectName(QStringLiteral("cmdExit"));
     connect(m_cmdExit, &QPushButton::clicked, this, &QWidget::close);
@@ -133,7 +134,6 @@ frmMain::frmMain(QWidget* parent)
     links->addWidget(Separator(this));
     links->addWidget(m_lblProductLink);
     links->addStretch(1);
-    links->addWidget(m_chkMissedOnly);
     links->addWidget(m_cmdStudy);
     links->addWidget(m_cmdStart);
     links->addWidget(m_cmdExit);
@@ -144,6 +144,8 @@ frmMain::frmMain(QWidget* parent)
     layout->addWidget(m_picLogo);
     layout->addWidget(prompt);
     layout->addWidget(m_lvwExams, 1);
+    // On a row of its own, so the status line keeps its width.
+    layout->addWidget(m_chkMissedOnly, 0, Qt::AlignRight);
     layout->addLayout(links);
 
     setTabOrder(m_lvwExams, m_cmdStart);
@@ -197,6 +199,7 @@ void frmMain::cmdStudy_Click()
 void frmMain::SetMissedOnlyAvailable(bool available)
 {
     m_chkMissedOnly->setEnabled(available);
+    m_chkMissedOnly->setVisible(available);
 }
 
 bool frmMain::LoadSelectedExam()

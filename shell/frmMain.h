@@ -40,8 +40,8 @@ public Q_SLOTS:
     void cmdStudy_Click();
 
 public:
-    // Whether "Only items missed last time" can be chosen: it needs the
-    // attempt history. Off until the program says so.
+    // Whether "Only items missed last time" is offered: it needs the attempt
+    // history. Hidden until the program says so.
     void SetMissedOnlyAvailable(bool available);
 
 Q_SIGNALS:
