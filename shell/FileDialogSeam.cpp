@@ -24,6 +24,17 @@ QString FileDialogSeam::OpenFileName(QWidget* parent, const QString& caption, co
     return QFileDialog::getOpenFileName(parent, caption, QString(), filter);
 }
 
+QString FileDialogSeam::SaveFileName(QWidget* parent, const QString& caption, const QString& suggested,
+    const QString& filter)
+{
+    if (NextAnswer()) {
+        const QString answer = *NextAnswer();
+        NextAnswer().reset();
+        return answer;
+    }
+    return QFileDialog::getSaveFileName(parent, caption, suggested, filter);
+}
+
 void FileDialogSeam::SetNextFileName(const QString& path)
 {
     NextAnswer() = path;
