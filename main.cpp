@@ -1,7 +1,10 @@
 #include "download/frmExamDownloader.h"
+#include "history/HistoryStore.h"
+#include "history/frmHistory.h"
 #include "model/Error.h"
 #include "session/frmExam.h"
 #include "shell/Application.h"
+#include "shell/Common.h"
 #include "shell/frmMain.h"
 
 #include <QTimer>
@@ -36,6 +39,16 @@ int main(int argc, char* argv[])
             frmExamDownloader downloader(&mainWindow);
             downloader.exec();
             mainWindow.RefreshExamList();
+        });
+        // The attempt history, opened on first use. When it cannot be used it
+        // says so once and the program goes on without it.
+        HistoryStore history;
+        history.SetFailureHandler([](const QString& reason) {
+            ShowMessage(QStringLiteral("{1}{CRLF}Practorium goes on without the attempt history."), 48, { reason });
+        });
+        QObject::connect(&mainWindow, &frmMain::historyRequested, &mainWindow, [&] {
+            frmHistory window(history, &mainWindow);
+            window.exec();
         });
         QObject::connect(&mainWindow, &frmMain::exitConfirmed, &app, [] {
             Application::closeAllWindows();

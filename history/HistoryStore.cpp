@@ -52,6 +52,12 @@ QString SqlText(const QSqlQuery& query)
     return query.lastError().text().trimmed();
 }
 
+// SQLite keeps a null QString as NULL, which the NOT NULL columns refuse.
+QString NotNull(const QString& text)
+{
+    return text.isNull() ? QStringLiteral("") : text;
+}
+
 QString CsvField(const QString& value)
 {
     if (!value.contains(QLatin1Char(',')) && !value.contains(QLatin1Char('"')) && !value.contains(QLatin1Char('\n'))
@@ -195,7 +201,7 @@ qint64 HistoryStore::Record(const SittingResult& result)
         "INSERT INTO attempt (exam_code, exam_name, exam_path, exam_digest, started, ended, seconds_used, "
         "extra_time, is_study, is_retake, obtained, required, maximum, passed) "
         "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
-    const QVariantList values { result.examCode, result.examName, result.examPath,
+    const QVariantList values { NotNull(result.examCode), NotNull(result.examName), NotNull(result.examPath),
         result.examDigest.isNull() ? QByteArray("") : result.examDigest, result.started.toMSecsSinceEpoch(),
         result.ended.toMSecsSinceEpoch(), result.secondsUsed, int(result.extraTimeTaken), int(result.isStudy),
         int(result.isRetake), result.obtained, result.required, result.maximum, int(result.passed) };
@@ -213,8 +219,8 @@ qint64 HistoryStore::Record(const SittingResult& result)
         const SittingItemResult& r = result.items[position];
         item.bindValue(1, qint64(position));
         item.bindValue(2, r.number);
-        item.bindValue(3, r.answer.isNull() ? QStringLiteral("") : r.answer);
-        item.bindValue(4, r.key.isNull() ? QStringLiteral("") : r.key);
+        item.bindValue(3, NotNull(r.answer));
+        item.bindValue(4, NotNull(r.key));
         item.bindValue(5, int(r.isCorrect));
         item.bindValue(6, int(r.isMarked));
         if (!item.exec())

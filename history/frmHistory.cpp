@@ -12,6 +12,7 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMetaMethod>
 #include <QLineSeries>
 #include <QPushButton>
 #include <QTreeWidget>
@@ -224,7 +225,10 @@ void frmHistory::DrawTrend(const QList<AttemptSummary>& attempts)
 void frmHistory::UpdateButtons()
 {
     const QTreeWidgetItem* row = m_lvwAttempts->currentItem();
-    m_cmdRetake->setEnabled(row && row->data(1, AttemptIdRole).toInt() > 0);
+    // Offered only where a missed item exists and something can start the
+    // retake.
+    m_cmdRetake->setEnabled(row && row->data(1, AttemptIdRole).toInt() > 0
+        && isSignalConnected(QMetaMethod::fromSignal(&frmHistory::retakeRequested)));
     m_cmdDelete->setEnabled(row);
     m_cmdClear->setEnabled(m_lvwAttempts->topLevelItemCount() > 0);
     m_cmdExport->setEnabled(m_store.IsAvailable() && m_cboExams->count() > 0);
@@ -288,6 +292,13 @@ void frmHistory::cmdExport_Click()
     QString error;
     if (!m_store.ExportCsv(fileName, &error))
         ShowMessage(QStringLiteral("The history could not be exported to {1}.{CRLF}{2}"), 48, { fileName, error });
+}
+
+void frmHistory::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    UpdateButtons();
+    m_lvwAttempts->setFocus();
 }
 
 bool frmHistory::eventFilter(QObject* watched, QEvent* event)

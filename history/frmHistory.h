@@ -15,7 +15,8 @@ class QTreeWidget;
 // score trend against the required score, and what can be done with them
 // (retake the missed items, delete, clear, export). It reads and writes
 // through the store it is given; it starts no sitting itself but emits
-// retakeRequested and closes.
+// retakeRequested and closes. Retake is offered only while something is
+// connected to retakeRequested.
 class frmHistory : public QDialog
 {
     Q_OBJECT
@@ -44,6 +45,7 @@ private:
     void cmdExport_Click();
 
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
     HistoryStore& m_store;
     QComboBox* m_cboExams;

@@ -24,6 +24,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTreeView>
 #include <QVBoxLayout>
 
@@ -84,6 +85,12 @@ frmMain::frmMain(QWidget* parent)
     m_lblDownload = new LinkLabel(this);
     m_lblDownload->setObjectName(QStringLiteral("lblDownload"));
     m_lblDownload->SetCaption(tr("Download exams"));
+    m_lblHistory = new LinkLabel(this);
+    m_lblHistory->setObjectName(QStringLiteral("lblHistory"));
+    m_lblHistory->SetCaption(tr("History"));
+    connect(m_lblHistory, &LinkLabel::clicked, this, &frmMain::historyRequested);
+    auto* historyShortcut = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_H), this);
+    connect(historyShortcut, &QShortcut::activated, this, &frmMain::historyRequested);
     m_lblAbout = new LinkLabel(this);
     m_lblAbout->setObjectName(QStringLiteral("lblAbout"));
     m_lblAbout->SetCaption(tr("About"));
@@ -129,6 +136,8 @@ frmMain::frmMain(QWidget* parent)
     links->addWidget(m_lblDownload);
     links->addWidget(Separator(this));
     links->addWidget(m_lblImport);
+    links->addWidget(Separator(this));
+    links->addWidget(m_lblHistory);
     links->addWidget(Separator(this));
     links->addWidget(m_lblAbout);
     links->addWidget(Separator(this));

@@ -10,7 +10,8 @@ class ExamListModel;
 class QTreeView;
 
 // The main window: the catalogue of installed exams. Opening the exam and
-// download windows is left to the program (examRequested, downloadRequested):
+// download and history windows is left to the program (examRequested,
+// downloadRequested, historyRequested):
 // this layer knows neither window.
 class frmMain : public QWidget
 {
@@ -48,6 +49,8 @@ Q_SIGNALS:
     void examRequested();
     void studyRequested(bool missedOnly);
     void downloadRequested();
+    // The History link or Ctrl+H.
+    void historyRequested();
     // The user confirmed leaving; the window is already hidden.
     void exitConfirmed();
 
@@ -69,6 +72,7 @@ private:
     LinkLabel* m_lblDownload;
     LinkLabel* m_lblImport;
     LinkLabel* m_lblAbout;
+    LinkLabel* m_lblHistory;
     LinkLabel* m_lblProductLink;
     QPushButton* m_cmdStart;
     QPushButton* m_cmdStudy;

@@ -1,6 +1,7 @@
 #include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "shell/Globals.h"
+#include "shell/LinkLabel.h"
 #include "shell/MessageSeam.h"
 #include "shell/frmMain.h"
 
@@ -118,6 +119,28 @@ private Q_SLOTS:
         QVERIFY(CurrentExam() && CurrentExam()->Questions().Count() == 1); // the whole exam, not just its header
         QVERIFY(window.isEnabled()); // busy state ended
         QVERIFY(!QApplication::overrideCursor());
+    }
+
+    void historyRequested_data()
+    {
+        QTest::addColumn<bool>("byKey");
+        QTest::newRow("History link") << false;
+        QTest::newRow("Ctrl+H") << true;
+    }
+
+    void historyRequested()
+    {
+        QFETCH(bool, byKey);
+        frmMain window;
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QSignalSpy requested(&window, &frmMain::historyRequested);
+        if (byKey)
+            QTest::keyClick(&window, Qt::Key_H, Qt::ControlModifier);
+        else
+            QTest::mouseClick(window.findChild<LinkLabel*>("lblHistory"), Qt::LeftButton);
+        QCOMPARE(requested.count(), 1);
     }
 
     void failingLoadIsNotTrapped()
