@@ -49,7 +49,9 @@ QDateTime FromMsecs(qint64 msecs)
 
 QString SqlText(const QSqlQuery& query)
 {
-    return query.lastError().text().trimmed();
+    // SQLite's own words; Qt's driver text ("Unable to fetch row") adds nothing.
+    const QSqlError error = query.lastError();
+    return (error.databaseText().isEmpty() ? error.text() : error.databaseText()).trimmed();
 }
 
 // SQLite keeps a null QString as NULL, which the NOT NULL columns refuse.
@@ -114,7 +116,7 @@ bool HistoryStore::Fail(const QString& what, const QString& detail)
     if (m_state == State::Failed)
         return false;
     m_state = State::Failed;
-    m_lastError = detail.isEmpty() ? what : what + QStringLiteral(" (") + detail + QLatin1Char(')');
+    m_lastError = what + (detail.isEmpty() ? QStringLiteral(".") : QStringLiteral(": ") + detail + QLatin1Char('.'));
     if (QSqlDatabase::contains(m_connection)) {
         QSqlDatabase db = QSqlDatabase::database(m_connection, false);
         if (db.isOpen()) {
@@ -133,14 +135,14 @@ bool HistoryStore::Open()
         return m_state == State::Open;
     const QString folder = QFileInfo(m_path).absolutePath();
     if (!QDir().mkpath(folder))
-        return Fail(QStringLiteral("The history folder %1 could not be created.").arg(folder), QString());
+        return Fail(QStringLiteral("The history folder %1 could not be created").arg(folder), QString());
 
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connection);
     db.setDatabaseName(m_path);
     db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(m_busyTimeoutMs));
-    const QString cannotUse = QStringLiteral("The history file %1 cannot be used.").arg(m_path);
+    const QString cannotUse = QStringLiteral("The history file %1 cannot be used").arg(m_path);
     if (!db.open())
-        return Fail(cannotUse, db.lastError().text().trimmed());
+        return Fail(cannotUse, db.lastError().databaseText().trimmed());
 
     QSqlQuery q(db);
     // Reading the version reads the file's header: a file that is not a
@@ -149,7 +151,7 @@ bool HistoryStore::Open()
         return Fail(cannotUse, SqlText(q));
     const int version = q.value(0).toInt();
     if (version > SchemaVersion)
-        return Fail(QStringLiteral("The history file %1 was written by a newer version of Practorium.").arg(m_path),
+        return Fail(QStringLiteral("The history file %1 was written by a newer version of Practorium").arg(m_path),
             QString());
     if (version == 0) {
         // Version 0 is a new, empty file; a database of someone else's with
@@ -157,7 +159,7 @@ bool HistoryStore::Open()
         if (!q.exec(QStringLiteral("SELECT count(*) FROM sqlite_master")) || !q.next())
             return Fail(cannotUse, SqlText(q));
         if (q.value(0).toInt() != 0)
-            return Fail(QStringLiteral("The file %1 is not a Practorium history.").arg(m_path), QString());
+            return Fail(QStringLiteral("The file %1 is not a Practorium history").arg(m_path), QString());
     }
     m_state = State::Open;
     return version == SchemaVersion || Migrate();
@@ -167,7 +169,7 @@ bool HistoryStore::Migrate()
 {
     QSqlDatabase db = QSqlDatabase::database(m_connection, false);
     QSqlQuery q(db);
-    const QString cannotUpdate = QStringLiteral("The history file %1 could not be updated.").arg(m_path);
+    const QString cannotUpdate = QStringLiteral("The history file %1 could not be updated").arg(m_path);
     if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
         return Fail(cannotUpdate, SqlText(q));
     // Another program may have migrated the file while this one waited.
@@ -175,7 +177,7 @@ bool HistoryStore::Migrate()
         return Fail(cannotUpdate, SqlText(q));
     const int version = q.value(0).toInt();
     if (version > SchemaVersion)
-        return Fail(QStringLiteral("The history file %1 was written by a newer version of Practorium.").arg(m_path),
+        return Fail(QStringLiteral("The history file %1 was written by a newer version of Practorium").arg(m_path),
             QString());
     for (int step = version; step < SchemaVersion; ++step)
         for (const QString& statement : MigrationSteps[step])
@@ -192,7 +194,7 @@ qint64 HistoryStore::Record(const SittingResult& result)
         return 0;
     QSqlDatabase db = QSqlDatabase::database(m_connection, false);
     QSqlQuery q(db);
-    const QString cannotRecord = QStringLiteral("The attempt could not be recorded in %1.").arg(m_path);
+    const QString cannotRecord = QStringLiteral("The attempt could not be recorded in %1").arg(m_path);
     // IMMEDIATE takes the write lock now, so two programs wait for each other
     // here rather than failing halfway through.
     if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
@@ -239,8 +241,8 @@ QList<std::pair<QString, QString>> HistoryStore::Exams()
     QSqlQuery q(QSqlDatabase::database(m_connection, false));
     // SQLite takes the bare column of the row that gave max() to the group.
     if (!q.exec(QStringLiteral("SELECT exam_code, exam_name, max(started) FROM attempt GROUP BY exam_code "
-                               "ORDER BY exam_code"))) {
-        Fail(QStringLiteral("The history file %1 cannot be read.").arg(m_path), SqlText(q));
+                               "ORDER BY max(started) DESC, exam_code"))) {
+        Fail(QStringLiteral("The history file %1 cannot be read").arg(m_path), SqlText(q));
         return {};
     }
     while (q.next())
@@ -260,7 +262,7 @@ QList<AttemptSummary> HistoryStore::Attempts(const QString& examCode)
                   .arg(AttemptColumns));
     q.addBindValue(examCode);
     if (!q.exec()) {
-        Fail(QStringLiteral("The history file %1 cannot be read.").arg(m_path), SqlText(q));
+        Fail(QStringLiteral("The history file %1 cannot be read").arg(m_path), SqlText(q));
         return {};
     }
     while (q.next()) {
@@ -277,7 +279,7 @@ std::optional<SittingResult> HistoryStore::ReadAttempt(const QString& whereClaus
     if (!Open())
         return std::nullopt;
     QSqlDatabase db = QSqlDatabase::database(m_connection, false);
-    const QString cannotRead = QStringLiteral("The history file %1 cannot be read.").arg(m_path);
+    const QString cannotRead = QStringLiteral("The history file %1 cannot be read").arg(m_path);
     QSqlQuery q(db);
     q.prepare(QStringLiteral("SELECT %1 FROM attempt a WHERE %2 ORDER BY a.started DESC, a.id DESC LIMIT 1")
                   .arg(AttemptColumns, whereClause));
@@ -335,7 +337,7 @@ bool HistoryStore::DeleteAttempt(qint64 id)
     if (!Open())
         return false;
     QSqlQuery q(QSqlDatabase::database(m_connection, false));
-    const QString cannotDelete = QStringLiteral("The attempt could not be deleted from %1.").arg(m_path);
+    const QString cannotDelete = QStringLiteral("The attempt could not be deleted from %1").arg(m_path);
     if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
         return Fail(cannotDelete, SqlText(q));
     for (const QString& statement : { QStringLiteral("DELETE FROM attempt_item WHERE attempt_id = ?"),
@@ -353,7 +355,7 @@ bool HistoryStore::ClearExam(const QString& examCode)
     if (!Open())
         return false;
     QSqlQuery q(QSqlDatabase::database(m_connection, false));
-    const QString cannotClear = QStringLiteral("The history of %1 could not be cleared from %2.").arg(examCode, m_path);
+    const QString cannotClear = QStringLiteral("The history of %1 could not be cleared from %2").arg(examCode, m_path);
     if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
         return Fail(cannotClear, SqlText(q));
     for (const QString& statement :

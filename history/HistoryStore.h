@@ -74,8 +74,8 @@ public:
     // when it could not be recorded.
     qint64 Record(const SittingResult& result);
 
-    // Codes and names of the exams with recorded attempts, by code; the name
-    // is the one of the latest attempt.
+    // Codes and names of the exams with recorded attempts, the exam sat most
+    // recently first; the name is the one of its latest attempt.
     QList<std::pair<QString, QString>> Exams();
     // The exam's attempts, oldest first.
     QList<AttemptSummary> Attempts(const QString& examCode);
@@ -99,6 +99,7 @@ public:
 private:
     enum class State { Closed, Open, Failed };
 
+    // `what` is a sentence without its full stop; `detail` is SQLite's reason.
     bool Fail(const QString& what, const QString& detail);
     bool Migrate();
     std::optional<SittingResult> ReadAttempt(const QString& whereClause, const QVariant& value);

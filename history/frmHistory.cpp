@@ -197,19 +197,27 @@ void frmHistory::DrawTrend(const QList<AttemptSummary>& attempts)
     dashed.setStyle(Qt::DashLine);
     dashed.setWidth(2);
     required->setPen(dashed);
+    // The required score runs from edge to edge, a half attempt's width
+    // beyond the first and last, so one attempt still shows a line.
+    const qsizetype n = attempts.size();
+    required->append(0.5, attempts.first().required);
     qint16 top = 1;
-    for (qsizetype i = 0; i < attempts.size(); ++i) {
+    for (qsizetype i = 0; i < n; ++i) {
         score->append(double(i + 1), attempts[i].obtained);
         required->append(double(i + 1), attempts[i].required);
         top = std::max({ top, attempts[i].maximum, attempts[i].obtained, attempts[i].required });
     }
+    required->append(double(n) + 0.5, attempts.last().required);
     chart->addSeries(score);
     chart->addSeries(required);
     auto* x = new QValueAxis;
     x->setTitleText(QStringLiteral("Attempt"));
     x->setLabelFormat(QStringLiteral("%d"));
-    x->setRange(1, std::max<qsizetype>(2, attempts.size()));
-    x->setTickCount(int(std::min<qsizetype>(std::max<qsizetype>(2, attempts.size()), 11)));
+    x->setRange(0.5, double(n) + 0.5);
+    // A label on whole attempts only, at most about ten of them.
+    x->setTickType(QValueAxis::TicksDynamic);
+    x->setTickAnchor(1);
+    x->setTickInterval(double((n + 9) / 10));
     auto* y = new QValueAxis;
     y->setTitleText(QStringLiteral("Score"));
     y->setLabelFormat(QStringLiteral("%d"));

@@ -95,7 +95,7 @@ private Q_SLOTS:
         auto* score = qobject_cast<QLineSeries*>(chart->series()[0]);
         auto* required = qobject_cast<QLineSeries*>(chart->series()[1]);
         QCOMPARE(score->points(), (QList<QPointF> { { 1, 500 }, { 2, 1000 }, { 3, 750 } }));
-        QCOMPARE(required->points(), (QList<QPointF> { { 1, 700 }, { 2, 700 }, { 3, 700 } }));
+        QCOMPARE(required->points(), (QList<QPointF> { { 0.5, 700 }, { 1, 700 }, { 2, 700 }, { 3, 700 }, { 3.5, 700 } }));
 
         exams->setCurrentIndex(1);
         QCOMPARE(list->topLevelItemCount(), 1);

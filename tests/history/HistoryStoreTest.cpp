@@ -134,7 +134,7 @@ private Q_SLOTS:
     {
         HistoryStore store(m_path);
         const qint64 first = store.Record(MakeAttempt("A", 5, 300, 1000));
-        const qint64 other = store.Record(MakeAttempt("B", 5, 900, 1500));
+        const qint64 other = store.Record(MakeAttempt("B", 5, 900, 3500));
         SittingResult lastExam = MakeAttempt("A", 6, 800, 2000);
         lastExam.isRetake = true;
         const qint64 last = store.Record(lastExam);
@@ -145,7 +145,8 @@ private Q_SLOTS:
         const qint64 earliest = store.Record(MakeAttempt("A", 5, 200, 500));
         QVERIFY(first && other && last && earliest);
 
-        QCOMPARE(store.Exams(), (QList<std::pair<QString, QString>> { { "A", "Name of A" }, { "B", "Name of B" } }));
+        // The exam sat last comes first.
+        QCOMPARE(store.Exams(), (QList<std::pair<QString, QString>> { { "B", "Name of B" }, { "A", "Name of A" } }));
         QList<qint16> scores;
         for (const AttemptSummary& a : store.Attempts("A"))
             scores.append(a.obtained);
