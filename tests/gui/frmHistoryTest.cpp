@@ -27,13 +27,6 @@ SittingResult Attempt(const QString& code, qint16 obtained, int missed, qint64 s
     return r;
 }
 
-template <typename T>
-T* Child(QWidget& window, const char* name)
-{
-    T* child = window.findChild<T*>(name);
-    return child ? child : (qFatal("no child %s", name), nullptr);
-}
-
 } // namespace
 
 class frmHistoryTest : public QObject
@@ -53,7 +46,7 @@ private Q_SLOTS:
         FileDialogSeam::Intercept(true);
         m_window = std::make_unique<frmHistory>(*m_store);
         m_window->show();
-        m_list = Child<QTreeWidget>(*m_window, "lvwAttempts");
+        m_list = m_window->findChild<QTreeWidget*>("lvwAttempts");
     }
 
     void cleanup()
@@ -65,7 +58,7 @@ private Q_SLOTS:
 
     void listAndTrend()
     {
-        auto* exams = Child<QComboBox>(*m_window, "cboExams");
+        auto* exams = m_window->findChild<QComboBox*>("cboExams");
         QCOMPARE(exams->count(), 2);
         QCOMPARE(exams->currentText(), "A - A exam");
         QCOMPARE(m_list->topLevelItemCount(), 3);
@@ -76,7 +69,7 @@ private Q_SLOTS:
         QCOMPARE(m_list->topLevelItem(2)->text(5), "Study");
         QCOMPARE(m_list->currentItem(), m_list->topLevelItem(2)); // the latest
 
-        QChart* chart = Child<QChartView>(*m_window, "chtTrend")->chart();
+        QChart* chart = m_window->findChild<QChartView*>("chtTrend")->chart();
         QCOMPARE(chart->series().size(), 2);
         QCOMPARE(qobject_cast<QLineSeries*>(chart->series()[0])->points(),
             (QList<QPointF> { { 1, 500 }, { 2, 1000 }, { 3, 750 } }));
@@ -100,7 +93,7 @@ private Q_SLOTS:
     {
         QFETCH(int, row);
         QFETCH(QList<qint16>, missed);
-        auto* button = Child<QPushButton>(*m_window, "cmdRetake");
+        auto* button = m_window->findChild<QPushButton*>("cmdRetake");
         m_list->setCurrentItem(m_list->topLevelItem(row));
         QVERIFY(!button->isEnabled()); // nothing would start it
         QSignalSpy requested(m_window.get(), &frmHistory::retakeRequested);
@@ -132,12 +125,12 @@ private Q_SLOTS:
         QFETCH(int, answer);
         QFETCH(int, attemptsOfA);
         MessageSeam::SetNextAnswer(answer);
-        QTest::mouseClick(Child<QPushButton>(*m_window, qPrintable(button)), Qt::LeftButton);
+        QTest::mouseClick(m_window->findChild<QPushButton*>(qPrintable(button)), Qt::LeftButton);
         const QList<MessageSeam::Shown> shown = MessageSeam::TakeShown();
         QVERIFY(shown.size() == 1 && shown[0].Style == 36);
         QCOMPARE(m_store->Attempts("A").size(), attemptsOfA);
         QCOMPARE(m_store->Attempts("B").size(), 1);
-        auto* exams = Child<QComboBox>(*m_window, "cboExams");
+        auto* exams = m_window->findChild<QComboBox*>("cboExams");
         QCOMPARE(exams->count(), attemptsOfA ? 2 : 1);
         QCOMPARE(m_list->topLevelItemCount(), attemptsOfA ? attemptsOfA : 1); // B shown once A is gone
     }
@@ -157,7 +150,7 @@ private Q_SLOTS:
         QFETCH(QString, fileName);
         const QString path = fileName.isEmpty() ? QString() : m_dir->filePath(fileName);
         FileDialogSeam::SetNextFileName(path);
-        QTest::mouseClick(Child<QPushButton>(*m_window, "cmdExport"), Qt::LeftButton);
+        QTest::mouseClick(m_window->findChild<QPushButton*>("cmdExport"), Qt::LeftButton);
         QCOMPARE(FileDialogSeam::TakeAsked(), QStringList { "Export History" });
         QTEST(int(MessageSeam::TakeShown().size()), "boxes");
         QTEST(int(TestUtil::ReadAll(path).count("\r\n")), "lines");
@@ -172,10 +165,10 @@ private Q_SLOTS:
         garbage.close();
         HistoryStore store(garbage.fileName());
         frmHistory window(store);
-        QVERIFY(Child<QLabel>(window, "lblStatus")->text().startsWith("History is not available: The history file"));
-        QCOMPARE(Child<QComboBox>(window, "cboExams")->count(), 0);
+        QVERIFY(window.findChild<QLabel*>("lblStatus")->text().startsWith("History is not available: The history file"));
+        QCOMPARE(window.findChild<QComboBox*>("cboExams")->count(), 0);
         for (const char* button : { "cmdRetake", "cmdDelete", "cmdClear", "cmdExport" })
-            QVERIFY2(!Child<QPushButton>(window, button)->isEnabled(), button);
+            QVERIFY2(!window.findChild<QPushButton*>(button)->isEnabled(), button);
     }
 
     void recordingSettings_data()
