@@ -94,16 +94,15 @@ CommandLine CommandLine::Parse(const QStringList& arguments)
 
 QString CommandLine::HelpText()
 {
-    return QStringLiteral(
-        "usage: practorium [FILE]\n"
-        "       practorium --help | --version\n"
-        "\n"
-        "Opens the catalogue of installed exams. Given an exam file (*.exam) or an\n"
-        "exam pack, offers to install it first; FILE may be a file:// URI. When\n"
-        "Practorium is running already, the file is handed to it.\n"
-        "\n"
-        "  -h, --help     print this text and exit\n"
-        "  -v, --version  print the version and exit");
+    return QStringLiteral("usage: practorium [FILE]\n"
+                          "       practorium --help | --version\n"
+                          "\n"
+                          "Opens the catalogue of installed exams. Given an exam file (*.exam) or an\n"
+                          "exam pack, offers to install it first; FILE may be a file:// URI. When\n"
+                          "Practorium is running already, the file is handed to it.\n"
+                          "\n"
+                          "  -h, --help     print this text and exit\n"
+                          "  -v, --version  print the version and exit");
 }
 
 QString LaunchRequest::Absolute(const QString& argument, const QString& workingFolder)
@@ -154,7 +153,8 @@ void LaunchRequest::ExamineLocalFile()
         if (code == ENOENT || code == ENOTDIR)
             Refuse(QStringLiteral("The file \"{1}\" does not exist."));
         else
-            Refuse(QStringLiteral("The file \"{1}\" cannot be read:{CRLF}{2}"), QString::fromLocal8Bit(std::strerror(code)));
+            Refuse(QStringLiteral("The file \"{1}\" cannot be read:{CRLF}{2}"),
+                QString::fromLocal8Bit(std::strerror(code)));
         return;
     }
     if (S_ISDIR(info.st_mode)) {
@@ -169,7 +169,8 @@ void LaunchRequest::ExamineLocalFile()
     // O_NONBLOCK too, in case the name was swapped for a pipe since stat.
     const int fd = ::open(native.constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
-        Refuse(QStringLiteral("The file \"{1}\" cannot be read:{CRLF}{2}"), QString::fromLocal8Bit(std::strerror(errno)));
+        Refuse(
+            QStringLiteral("The file \"{1}\" cannot be read:{CRLF}{2}"), QString::fromLocal8Bit(std::strerror(errno)));
         return;
     }
     QByteArray head(Pack::SignatureLength, '\0');
@@ -201,7 +202,8 @@ void LaunchRequest::ExamineLocalFile()
         // A file named as an exam is taken for a damaged one; any other is
         // just not ours.
         if (m_path.endsWith(QLatin1String(".exam"), Qt::CaseInsensitive))
-            Refuse(QStringLiteral("\"{1}\" is not a valid exam file: it is damaged or incomplete.{CRLF}{CRLF}{2}"), fault);
+            Refuse(
+                QStringLiteral("\"{1}\" is not a valid exam file: it is damaged or incomplete.{CRLF}{CRLF}{2}"), fault);
         else
             Refuse(QStringLiteral("\"{1}\" is neither an exam file nor an exam pack."));
         return;
@@ -209,7 +211,8 @@ void LaunchRequest::ExamineLocalFile()
     m_code = TrimBlanks(exam.Code());
     m_name = TrimBlanks(exam.Name());
     if (!IsUsableFolderName(m_code)) {
-        Refuse(QStringLiteral("The exam in \"{1}\" cannot be installed: its code \"{2}\" cannot name a folder."), exam.Code());
+        Refuse(QStringLiteral("The exam in \"{1}\" cannot be installed: its code \"{2}\" cannot name a folder."),
+            exam.Code());
         return;
     }
 
@@ -247,7 +250,8 @@ QString LaunchRequest::Install() const
         return m_targetFile;
     const QDir targetFolder = QFileInfo(m_targetFile).absoluteDir();
     if (!targetFolder.mkpath(QStringLiteral(".")))
-        Error::Raise(ErrorNumber::InvalidCall, InstallSource, QStringLiteral("cannot make the folder ") + targetFolder.path());
+        Error::Raise(
+            ErrorNumber::InvalidCall, InstallSource, QStringLiteral("cannot make the folder ") + targetFolder.path());
     const QDir sourceFolder = QFileInfo(m_path).absoluteDir();
     for (const QString& exhibit : m_exhibits)
         CopyFile(sourceFolder.filePath(exhibit), targetFolder.filePath(exhibit));

@@ -14,7 +14,7 @@ struct CommandLine
 {
     enum class Action { Run, Help, Version, Usage };
     Action action = Action::Run;
-    QString file;  // empty when none was given
+    QString file; // empty when none was given
     QString error; // for Usage: what was wrong
 
     // `arguments` without the program's name, and without the options that
@@ -27,8 +27,8 @@ class LaunchRequest
 {
 public:
     enum class Kind {
-        Exam,    // a readable exam: offer to install it
-        Pack,    // starts as a pack does: offer to run it
+        Exam, // a readable exam: offer to install it
+        Pack, // starts as a pack does: offer to run it
         Refused, // anything else; Problem() says why
     };
 

@@ -117,14 +117,22 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("argument");
         QTest::addColumn<QString>("reason");
-        QTest::newRow("missing") << "src/none.exam" << "does not exist";
-        QTest::newRow("folder") << "src/folder.exam" << "is a folder";
-        QTest::newRow("fifo") << "src/fifo.exam" << "not a regular file";
-        QTest::newRow("cut exam") << "src/cut.exam" << "damaged or incomplete";
-        QTest::newRow("empty exam") << "src/empty.exam" << "damaged or incomplete";
-        QTest::newRow("text file") << "src/notes.txt" << "neither an exam file nor an exam pack";
-        QTest::newRow("web address") << "https://example.org/v1.exam" << "not a file on this computer";
-        QTest::newRow("other host") << "file://elsewhere.example/tmp/v1.exam" << "not a file on this computer";
+        QTest::newRow("missing") << "src/none.exam"
+                                 << "does not exist";
+        QTest::newRow("folder") << "src/folder.exam"
+                                << "is a folder";
+        QTest::newRow("fifo") << "src/fifo.exam"
+                              << "not a regular file";
+        QTest::newRow("cut exam") << "src/cut.exam"
+                                  << "damaged or incomplete";
+        QTest::newRow("empty exam") << "src/empty.exam"
+                                    << "damaged or incomplete";
+        QTest::newRow("text file") << "src/notes.txt"
+                                   << "neither an exam file nor an exam pack";
+        QTest::newRow("web address") << "https://example.org/v1.exam"
+                                     << "not a file on this computer";
+        QTest::newRow("other host") << "file://elsewhere.example/tmp/v1.exam"
+                                    << "not a file on this computer";
     }
     void refused()
     {
