@@ -1,5 +1,8 @@
 #include "app/LaunchRequest.h"
 
+#include "exchange/BankFormat.h"
+#include "exchange/ExamBuilder.h"
+
 #include "model/Common.h"
 #include "model/Error.h"
 #include "model/Exam.h"
@@ -18,6 +21,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include <cstdio>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -26,6 +31,9 @@ namespace {
 
 const QString InstallSource = QStringLiteral("LaunchRequest::Install()");
 constexpr qint64 CopyBlock = 1 << 20;
+// A question bank larger than this is not read: real banks are far smaller,
+// and the whole bank is held in memory while it becomes an exam.
+constexpr qint64 MaxBankBytes = 64 * 1024 * 1024;
 
 // A code becomes the package folder's name, so it must be one plain name.
 bool IsUsableFolderName(const QString& name)
@@ -187,8 +195,6 @@ void LaunchRequest::ExamineLocalFile()
         return;
     }
 
-    // A question bank of another program's format is recognised here once
-    // the import is part of the program: a reader tried after the exam file.
     Exam exam;
     QString fault;
     try {
@@ -199,13 +205,13 @@ void LaunchRequest::ExamineLocalFile()
         fault = error.Description();
     }
     if (!fault.isEmpty()) {
-        // A file named as an exam is taken for a damaged one; any other is
-        // just not ours.
+        // A file named as an exam is taken for a damaged one; any other may
+        // be a question bank.
         if (m_path.endsWith(QLatin1String(".exam"), Qt::CaseInsensitive))
             Refuse(
                 QStringLiteral("\"{1}\" is not a valid exam file: it is damaged or incomplete.{CRLF}{CRLF}{2}"), fault);
-        else
-            Refuse(QStringLiteral("\"{1}\" is neither an exam file nor an exam pack."));
+        else if (ExamineBank())
+            m_kind = Kind::Bank;
         return;
     }
     m_code = TrimBlanks(exam.Code());
@@ -215,13 +221,9 @@ void LaunchRequest::ExamineLocalFile()
             exam.Code());
         return;
     }
-
-    m_targetFile = InstalledExamFile(m_code);
-    if (m_targetFile.isEmpty())
-        m_targetFile = PackageExamFile(QDir(ExamsFolder()).filePath(m_code));
-    const QFileInfo target(m_targetFile);
-    m_replaces = target.exists();
-    m_isInstalledFile = m_replaces && target.canonicalFilePath() == QFileInfo(m_path).canonicalFilePath();
+    ChooseTarget();
+    m_isInstalledFile
+        = m_replaces && QFileInfo(m_targetFile).canonicalFilePath() == QFileInfo(m_path).canonicalFilePath();
 
     const QDir sourceFolder = QFileInfo(m_path).absoluteDir();
     for (const Question& question : exam.Questions()) {
@@ -235,6 +237,55 @@ void LaunchRequest::ExamineLocalFile()
     m_kind = Kind::Exam;
 }
 
+void LaunchRequest::ChooseTarget()
+{
+    m_targetFile = InstalledExamFile(m_code);
+    if (m_targetFile.isEmpty())
+        m_targetFile = PackageExamFile(QDir(ExamsFolder()).filePath(m_code));
+    m_replaces = QFileInfo::exists(m_targetFile);
+}
+
+bool LaunchRequest::ExamineBank()
+{
+    const QString notOurs = QStringLiteral("\"{1}\" is neither an exam file nor an exam pack, nor a question bank that "
+                                           "Practorium can read.{CRLF}{CRLF}{2}");
+    QFile file(m_path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        Refuse(QStringLiteral("The file \"{1}\" cannot be read:{CRLF}{2}"), file.errorString());
+        return false;
+    }
+    const QByteArray bytes = file.read(MaxBankBytes + 1);
+    if (bytes.size() > MaxBankBytes) {
+        Refuse(notOurs, QStringLiteral("It is larger than %1 MiB.").arg(MaxBankBytes / (1024 * 1024)));
+        return false;
+    }
+    exchange::Bank bank;
+    exchange::ReadFailure failure;
+    auto exam = std::make_shared<Exam>();
+    auto pictures = std::make_shared<QVector<exchange::Picture>>();
+    QVector<exchange::BankNote> notes;
+    if (!exchange::ReadBank(exchange::DetectFormat(bytes), bytes, bank, failure)
+        || !exchange::BuildExam(bank, exchange::ImportOptions::ForSource(m_path), *exam, *pictures, notes, failure)) {
+        Refuse(notOurs,
+            failure.location > 0 ? QStringLiteral("Line %1: %2").arg(failure.location).arg(failure.description)
+                                 : failure.description);
+        return false;
+    }
+    m_code = TrimBlanks(exam->Code());
+    m_name = TrimBlanks(exam->Name());
+    if (!IsUsableFolderName(m_code)) {
+        Refuse(QStringLiteral("The exam in \"{1}\" cannot be installed: its code \"{2}\" cannot name a folder."),
+            exam->Code());
+        return false;
+    }
+    m_itemCount = int(exam->Questions().Count());
+    m_skipped = bank.skipped;
+    m_bankExam = std::move(exam);
+    m_bankPictures = std::move(pictures);
+    ChooseTarget();
+    return true;
+}
+
 void LaunchRequest::Refuse(const QString& messageTemplate, const QString& reason)
 {
     m_kind = Kind::Refused;
@@ -244,7 +295,7 @@ void LaunchRequest::Refuse(const QString& messageTemplate, const QString& reason
 
 QString LaunchRequest::Install() const
 {
-    if (m_kind != Kind::Exam)
+    if (m_kind != Kind::Exam && m_kind != Kind::Bank)
         Error::Raise(ErrorNumber::InvalidCall, InstallSource, QStringLiteral("not an exam file"));
     if (m_isInstalledFile)
         return m_targetFile;
@@ -252,6 +303,31 @@ QString LaunchRequest::Install() const
     if (!targetFolder.mkpath(QStringLiteral(".")))
         Error::Raise(
             ErrorNumber::InvalidCall, InstallSource, QStringLiteral("cannot make the folder ") + targetFolder.path());
+    if (m_kind == Kind::Bank) {
+        for (const exchange::Picture& picture : *m_bankPictures) {
+            QSaveFile target(targetFolder.filePath(picture.fileName));
+            if (!target.open(QIODevice::WriteOnly) || target.write(picture.bytes) != picture.bytes.size()
+                || !target.commit())
+                Error::Raise(ErrorNumber::InvalidCall, InstallSource,
+                    target.fileName() + QStringLiteral(": ") + target.errorString());
+        }
+        // Saved beside its place and renamed, as a copied exam is.
+        const QString part = m_targetFile + QStringLiteral(".part");
+        try {
+            m_bankExam->Save(part);
+        } catch (...) {
+            QFile::remove(part);
+            throw;
+        }
+        // rename(2) replaces the installed exam in one step.
+        if (::rename(QFile::encodeName(part).constData(), QFile::encodeName(m_targetFile).constData()) != 0) {
+            const int code = errno;
+            QFile::remove(part);
+            Error::Raise(
+                code, InstallSource, m_targetFile + QStringLiteral(": ") + QString::fromLocal8Bit(std::strerror(code)));
+        }
+        return m_targetFile;
+    }
     const QDir sourceFolder = QFileInfo(m_path).absoluteDir();
     for (const QString& exhibit : m_exhibits)
         CopyFile(sourceFolder.filePath(exhibit), targetFolder.filePath(exhibit));

@@ -3,6 +3,14 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantList>
+#include <QVector>
+
+#include <memory>
+
+class Exam;
+namespace exchange {
+struct Picture;
+}
 
 // What the program was started with, and what to do about it. Plain logic:
 // it reads the file system but shows nothing, so tests drive it without a
@@ -28,6 +36,7 @@ class LaunchRequest
 public:
     enum class Kind {
         Exam, // a readable exam: offer to install it
+        Bank, // a question bank of another program: offer to import it
         Pack, // starts as a pack does: offer to run it
         Refused, // anything else; Problem() says why
     };
@@ -49,7 +58,7 @@ public:
     const QString& Problem() const { return m_problem; }
     const QVariantList& ProblemValues() const { return m_problemValues; }
 
-    // Exam only.
+    // Exam and Bank (a bank's code and name come from its file name).
     const QString& Code() const { return m_code; }
     const QString& Name() const { return m_name; }
     // Where installing writes the exam file: the installed exam with the
@@ -61,16 +70,26 @@ public:
     bool IsInstalledFile() const { return m_isInstalledFile; }
     // The exhibit pictures beside the exam file that go with it.
     const QStringList& Exhibits() const { return m_exhibits; }
+    // Bank only: the items the exam gets and the questions left out (of a
+    // kind an exam file cannot hold).
+    int ItemCount() const { return m_itemCount; }
+    int Skipped() const { return m_skipped; }
 
-    // Copies the exhibits and then the exam file to TargetFile's folder, each
-    // file written beside its place and renamed into it, so a failure leaves
-    // no half-written file and an installed exam is never seen without its
+    // Copies the exhibits and then the exam file to TargetFile's folder (a
+    // bank: writes its pictures and the exam built from it), each file
+    // written beside its place and renamed into it, so a failure leaves no
+    // half-written file and an installed exam is never seen without its
     // pictures. Raises on failure. Returns TargetFile().
     QString Install() const;
 
 private:
     void Refuse(const QString& messageTemplate, const QString& reason = QString());
     void ExamineLocalFile();
+    // Whether the file is a question bank that makes an exam; refuses it
+    // when it is not.
+    bool ExamineBank();
+    // Where the exam with m_code goes, and whether that replaces a file.
+    void ChooseTarget();
 
     Kind m_kind = Kind::Refused;
     QString m_path;
@@ -82,4 +101,9 @@ private:
     bool m_replaces = false;
     bool m_isInstalledFile = false;
     QStringList m_exhibits;
+    int m_itemCount = 0;
+    int m_skipped = 0;
+    // A bank's exam and pictures, built when it was examined.
+    std::shared_ptr<Exam> m_bankExam;
+    std::shared_ptr<QVector<exchange::Picture>> m_bankPictures;
 };

@@ -20,6 +20,7 @@ void Launcher::Open(const QString& argument, const QString& workingFolder)
         ShowMessage(request.Problem(), 48, request.ProblemValues());
         break;
     case LaunchRequest::Kind::Exam:
+    case LaunchRequest::Kind::Bank:
         InstallExam(request);
         break;
     case LaunchRequest::Kind::Pack:
@@ -31,9 +32,15 @@ void Launcher::Open(const QString& argument, const QString& workingFolder)
 void Launcher::InstallExam(const LaunchRequest& request)
 {
     if (!request.IsInstalledFile()) {
-        if (ShowMessage(QStringLiteral("Install the exam {1} \"{2}\"?{CRLF}{CRLF}From: {3}"), 36,
-                { request.Code(), request.Name(), request.Path() })
-            != MessageSeam::Yes)
+        const bool offered = request.kind() == LaunchRequest::Kind::Bank
+            ? ShowMessage(QStringLiteral("Import the question bank {3} as the exam {1} \"{2}\"?{CRLF}{CRLF}"
+                                         "{4} items; {5} questions of kinds an exam cannot hold are left out."),
+                  36, { request.Code(), request.Name(), request.Path(), request.ItemCount(), request.Skipped() })
+                == MessageSeam::Yes
+            : ShowMessage(QStringLiteral("Install the exam {1} \"{2}\"?{CRLF}{CRLF}From: {3}"), 36,
+                  { request.Code(), request.Name(), request.Path() })
+                == MessageSeam::Yes;
+        if (!offered)
             return;
         if (request.Replaces()
             && ShowMessage(QStringLiteral("The exam {1} is already installed. Do you want to replace it?"), 36,

@@ -4,6 +4,8 @@
 #include "common/TestUtil.h"
 #include "download/PackRun.h"
 #include "model/Common.h"
+#include "model/Exam.h"
+#include "model/Question.h"
 #include "shell/MessageSeam.h"
 #include "shell/frmMain.h"
 
@@ -185,6 +187,25 @@ private Q_SLOTS:
         // The installed file itself: nothing to ask, it is only selected.
         launcher.Open(installed, "/");
         QCOMPARE(MessageSeam::TakeShown().size(), 0);
+    }
+
+    // A question bank of another program becomes an exam named after its
+    // file; the candidate is told how many items it gets.
+    void importBank()
+    {
+        WriteFile(Src("net-quiz.txt"),
+            "Which layer routes packets?\nA. Network\nB. Link\nANSWER: A\n\n"
+            "Which port does SSH use?\nA. 21\nB. 22\nANSWER: B\n");
+        frmMain catalogue;
+        Launcher(catalogue, RunPackCopy).Open(Src("net-quiz.txt"), "/");
+        const QList<MessageSeam::Shown> boxes = MessageSeam::TakeShown();
+        QCOMPARE(boxes.size(), 1);
+        QVERIFY(boxes.first().Text.contains("as the exam NET-QUIZ \"net-quiz\""));
+        QVERIFY(boxes.first().Text.contains("2 items"));
+        Exam exam;
+        exam.Load(Exams() + "/NET-QUIZ/NET-QUIZ.exam");
+        QCOMPARE(exam.Questions().Count(), 2);
+        QCOMPARE(exam.Questions().Item(2).CorrectAnswer(), QStringLiteral("2"));
     }
 
     // A pack runs only after a Yes and only when whole; the candidate's file
