@@ -1,7 +1,7 @@
 #include "app/InstanceChannel.h"
 #include "app/LaunchRequest.h"
 #include "app/Launcher.h"
-#include "download/PackRun.h"
+#include "download/PackFile.h"
 #include "download/frmExamDownloader.h"
 #include "model/Error.h"
 #include "session/frmExam.h"
@@ -93,7 +93,7 @@ int main(int argc, char* argv[])
             Application::quit();
         });
 
-        Launcher launcher(mainWindow, RunPackCopy);
+        Launcher launcher(mainWindow, InstallPackFile);
         channel.Listen();
         QObject::connect(&channel, &InstanceChannel::fileReceived, &mainWindow, [&](const QString& handed) {
             // While an exam runs the catalogue is hidden; the file waits for

@@ -70,9 +70,8 @@ void Launcher::RunPack(const LaunchRequest& request)
     try {
         m_runPack(request.Path());
     } catch (...) {
-        ShowMessage(QStringLiteral("The exam pack \"{1}\" could not be installed: it is damaged or not an exam "
-                                   "pack.{CRLF}{CRLF}{2}"),
-            16, { request.Path(), Error::Current().Description() });
+        ShowMessage(QStringLiteral("The exam pack \"{1}\" was not installed.{CRLF}{CRLF}{2}"), 16,
+            { request.Path(), Error::Current().Description() });
     }
     m_catalogue.RefreshExamList();
 }

@@ -15,7 +15,7 @@ class Launcher
 {
 public:
     // Runs a pack that the candidate confirmed; raises when it cannot. The
-    // program passes the download layer's RunPackCopy.
+    // program passes the download layer's InstallPackFile.
     using PackRunner = std::function<void(const QString& packFile)>;
 
     Launcher(frmMain& catalogue, PackRunner runPack);

@@ -2,11 +2,13 @@
 #include "app/LaunchRequest.h"
 #include "app/Launcher.h"
 #include "common/TestUtil.h"
-#include "download/PackRun.h"
+#include "download/PackFile.h"
 #include "model/Common.h"
 #include "model/Exam.h"
 #include "model/Question.h"
+#include "model/PackSignature.h"
 #include "shell/MessageSeam.h"
+#include "shell/Registry.h"
 #include "shell/frmMain.h"
 
 #include <QDir>
@@ -70,7 +72,13 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(TEST_DATA_DIR "/exhibit.gif", Src("exhibit.gif")));
         Tool({ "compile", Src("v1.json"), Src("v1.exam") });
         Tool({ "compile", Src("v2.json"), Src("v2.exam") });
-        Tool({ "pack", Src("v1.json"), Src("LX-1.pack") });
+        // Packs signed by a key the store trusts, and one that is not signed.
+        Tool({ "keygen", Src("secret.key"), Src("public.key") });
+        Registry::WriteValue(QStringLiteral("Software\\Practorum\\PackCourier"), QStringLiteral("Trusted Keys"),
+            PackSignature::KeyText(PackSignature::ReadPublicKeyFile(Src("public.key"))), Registry::REG_SZ);
+        Tool({ "pack", "--key", Src("secret.key"), "--id", "LX-1", Src("v1.json"), Src("LX-1.pack") });
+        QDir().mkpath(Src("unsigned"));
+        Tool({ "pack", Src("v1.json"), Src("unsigned/LX-1.pack") });
         // Damaged and foreign files, and things that are no files at all.
         const QByteArray exam = ReadAll(Src("v1.exam"));
         WriteFile(Src("cut.exam"), exam.left(exam.size() - 9));
@@ -78,6 +86,7 @@ private Q_SLOTS:
         WriteFile(Src("notes.txt"), "plain text, long enough to hold counts that do not fit\n");
         const QByteArray pack = ReadAll(Src("LX-1.pack"));
         WriteFile(Src("cut.pack"), pack.left(pack.size() - 100));
+        WriteFile(Src("LX-2.pack"), pack);
         QVERIFY(::mkfifo(QFile::encodeName(Src("fifo.exam")).constData(), 0600) == 0);
         QDir().mkpath(Src("folder.exam"));
     }
@@ -146,7 +155,7 @@ private Q_SLOTS:
         QVERIFY2(shown.contains(reason), qPrintable(shown));
 
         frmMain catalogue;
-        Launcher(catalogue, RunPackCopy).Open(argument, m_home.path());
+        Launcher(catalogue, InstallPackFile).Open(argument, m_home.path());
         const QList<MessageSeam::Shown> boxes = MessageSeam::TakeShown();
         QCOMPARE(boxes.size(), 1);
         QCOMPARE(boxes.first().Style, 48);
@@ -159,7 +168,7 @@ private Q_SLOTS:
     void installExam()
     {
         frmMain catalogue;
-        Launcher launcher(catalogue, RunPackCopy);
+        Launcher launcher(catalogue, InstallPackFile);
         launcher.Open("file://" + Src("v1.exam"), "/");
         QList<MessageSeam::Shown> boxes = MessageSeam::TakeShown();
         QCOMPARE(boxes.size(), 1);
@@ -197,7 +206,7 @@ private Q_SLOTS:
             "Which layer routes packets?\nA. Network\nB. Link\nANSWER: A\n\n"
             "Which port does SSH use?\nA. 21\nB. 22\nANSWER: B\n");
         frmMain catalogue;
-        Launcher(catalogue, RunPackCopy).Open(Src("net-quiz.txt"), "/");
+        Launcher(catalogue, InstallPackFile).Open(Src("net-quiz.txt"), "/");
         const QList<MessageSeam::Shown> boxes = MessageSeam::TakeShown();
         QCOMPARE(boxes.size(), 1);
         QVERIFY(boxes.first().Text.contains("as the exam NET-QUIZ \"net-quiz\""));
@@ -218,6 +227,8 @@ private Q_SLOTS:
         QTest::newRow("whole, yes") << "LX-1.pack" << int(MessageSeam::Yes) << true;
         QTest::newRow("whole, no") << "LX-1.pack" << int(MessageSeam::No) << false;
         QTest::newRow("cut") << "cut.pack" << int(MessageSeam::Yes) << false;
+        QTest::newRow("unsigned") << "unsigned/LX-1.pack" << int(MessageSeam::Yes) << false;
+        QTest::newRow("signed for another exam") << "LX-2.pack" << int(MessageSeam::Yes) << false;
     }
     void runPack()
     {
@@ -228,9 +239,10 @@ private Q_SLOTS:
         const QFile::Permissions permissions = QFile::permissions(Src(pack));
         frmMain catalogue;
         MessageSeam::SetNextAnswer(answer);
-        Launcher(catalogue, RunPackCopy).Open(Src(pack), "/");
+        Launcher(catalogue, InstallPackFile).Open(Src(pack), "/");
         const QList<MessageSeam::Shown> boxes = MessageSeam::TakeShown();
-        QCOMPARE(boxes.size(), pack == "cut.pack" ? 2 : 1);
+        // A refused pack: the confirmation, then why it was not installed.
+        QCOMPARE(boxes.size(), answer == MessageSeam::Yes && !installs ? 2 : 1);
         QCOMPARE(QFileInfo::exists(Exams() + "/LX-1/LX-1.exam"), installs);
         QCOMPARE(ReadAll(Src(pack)), before);
         QCOMPARE(QFile::permissions(Src(pack)), permissions);
