@@ -1,3 +1,7 @@
+#include "app/InstanceChannel.h"
+#include "app/LaunchRequest.h"
+#include "app/Launcher.h"
+#include "download/PackFile.h"
 #include "download/frmExamDownloader.h"
 #include "history/HistorySettings.h"
 #include "history/HistoryStore.h"
@@ -10,15 +14,60 @@
 #include "shell/Globals.h"
 #include "shell/frmMain.h"
 
+#include <QDir>
 #include <QTimer>
 
+#include <cstdio>
 #include <memory>
 #include <optional>
 
+namespace {
+
+void Print(FILE* stream, const QString& text)
+{
+    std::fputs(qPrintable(text + u'\n'), stream);
+}
+
+// --help and --version are answered before any window system is touched, so
+// they work without a display.
+std::optional<int> AnswerWithoutWindow(int argc, char* argv[])
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const CommandLine line = CommandLine::Parse(arguments);
+    if (line.action == CommandLine::Action::Help) {
+        Print(stdout, CommandLine::HelpText());
+        return 0;
+    }
+    if (line.action == CommandLine::Action::Version) {
+        Print(stdout, QStringLiteral("Practorium " PROJECT_VERSION));
+        return 0;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
 int main(int argc, char* argv[])
 {
+    if (const std::optional<int> status = AnswerWithoutWindow(argc, argv))
+        return *status;
     Application app(argc, argv);
     Application::setApplicationVersion(QStringLiteral(PROJECT_VERSION));
+    // Lets Wayland compositors match the windows to the desktop entry and icon.
+    Application::setDesktopFileName(QStringLiteral("org.practorium.Practorium"));
+    // Qt has taken its own options (-platform, -style, ...) out by now.
+    const CommandLine line = CommandLine::Parse(Application::arguments().mid(1));
+    if (line.action == CommandLine::Action::Usage) {
+        Print(stderr, QStringLiteral("practorium: ") + line.error);
+        Print(stderr, CommandLine::HelpText());
+        return 2;
+    }
+    const QString file = LaunchRequest::Absolute(line.file, QDir::currentPath());
+    InstanceChannel channel;
+    if (!file.isEmpty() && InstanceChannel::HandOver(channel.SocketPath(), file))
+        return 0;
     try {
         frmMain mainWindow;
         // The attempt history, opened on first use. When it cannot be used it
@@ -77,7 +126,24 @@ int main(int argc, char* argv[])
             Application::closeAllWindows();
             Application::quit();
         });
+
+        Launcher launcher(mainWindow, InstallPackFile);
+        channel.Listen();
+        QObject::connect(&channel, &InstanceChannel::fileReceived, &mainWindow, [&](const QString& handed) {
+            // While an exam runs the catalogue is hidden; the file waits for
+            // no one and is not taken.
+            if (!mainWindow.isVisible()) {
+                ShowMessage(QStringLiteral("Practorium is running an exam. Open \"{1}\" again when the exam is over."),
+                    48, { handed });
+                return;
+            }
+            mainWindow.raise();
+            mainWindow.activateWindow();
+            launcher.Open(handed, QDir::rootPath());
+        });
         mainWindow.show();
+        if (!file.isEmpty())
+            QTimer::singleShot(0, &mainWindow, [&] { launcher.Open(file, QDir::currentPath()); });
 #ifdef PRACTORIUM_STARTUP_BENCH
         // The start-up benchmark's build: end as soon as the window is up.
         QTimer::singleShot(0, &app, [] { Application::exit(0); });

@@ -32,12 +32,17 @@ QString ExamsFolder()
     return CombinePath(GetSpecialFolder(QStringLiteral("$(ProgramFiles)")), QStringLiteral("Practorium/Exams"));
 }
 
-QString FindExamFile(const QString& packageFolder)
+QString PackageExamFile(const QString& packageFolder)
 {
     const QString packageName = packageFolder.mid(packageFolder.lastIndexOf(QLatin1Char('/')) + 1);
     const qsizetype dot = packageName.lastIndexOf(QLatin1Char('.'));
     const QString fileName = (dot >= 0 ? packageName.left(dot) : packageName) + QStringLiteral(".exam");
-    const QString path = CombinePath(packageFolder, fileName);
+    return CombinePath(packageFolder, fileName);
+}
+
+QString FindExamFile(const QString& packageFolder)
+{
+    const QString path = PackageExamFile(packageFolder);
     return FileExists(path) ? path : QString();
 }
 
@@ -62,6 +67,11 @@ QStringList GetInstalledExams()
 
 bool IsExamInstalled(const QString& examCode)
 {
+    return !InstalledExamFile(examCode).isEmpty();
+}
+
+QString InstalledExamFile(const QString& examCode)
+{
     const QString wanted = TrimBlanks(examCode).toUpper();
     for (const QString& path : GetInstalledExams()) {
         Exam exam;
@@ -71,9 +81,9 @@ bool IsExamInstalled(const QString& examCode)
             // A file whose header fails takes part with the code it has (none).
         }
         if (TrimBlanks(exam.Code()).toUpper() == wanted)
-            return true;
+            return path;
     }
-    return false;
+    return QString();
 }
 
 QString AnswerLetters(const QString& numbers)

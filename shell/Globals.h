@@ -15,6 +15,8 @@ class Exam;
 
 // <per-user data folder>/Practorium/Exams
 QString ExamsFolder();
+// The path of the package's exam file, whether or not it exists.
+QString PackageExamFile(const QString& packageFolder);
 // The package's exam file if it exists, else empty.
 QString FindExamFile(const QString& packageFolder);
 // Full paths of every installed exam file, in the order the folder lists its
@@ -22,6 +24,8 @@ QString FindExamFile(const QString& packageFolder);
 QStringList GetInstalledExams();
 // Whether an installed exam has this code (trimmed, any case).
 bool IsExamInstalled(const QString& examCode);
+// The file of the first installed exam with this code, else empty.
+QString InstalledExamFile(const QString& examCode);
 
 // "1,3" -> "A,C"; empty for an empty (or blank) list.
 QString AnswerLetters(const QString& numbers);

@@ -19,6 +19,7 @@
 #include <QDropEvent>
 #include <QMimeData>
 #include <QShortcut>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QHeaderView>
@@ -191,6 +192,23 @@ void frmMain::RefreshExamList()
     m_lblStatus->setText(FormatText(QStringLiteral("{1} Exams Installed  |  "), { m_exams->rowCount() }));
     if (m_exams->rowCount() > 0)
         m_lvwExams->setCurrentIndex(m_exams->index(0, 0));
+}
+
+bool frmMain::SelectExam(const QString& examFile)
+{
+    const QString wanted = QFileInfo(examFile).canonicalFilePath();
+    if (wanted.isEmpty())
+        return false;
+    const QList<ExamListModel::Row>& rows = m_exams->Rows();
+    for (qsizetype row = 0; row < rows.size(); ++row) {
+        if (QFileInfo(rows.at(row).Path).canonicalFilePath() == wanted) {
+            const QModelIndex index = m_exams->index(int(row), 0);
+            m_lvwExams->setCurrentIndex(index);
+            m_lvwExams->scrollTo(index);
+            return true;
+        }
+    }
+    return false;
 }
 
 void frmMain::cmdStart_Click()

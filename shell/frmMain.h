@@ -25,6 +25,9 @@ public:
     // Rebuilds the list from the installed exams' headers; damaged or
     // incomplete headers are left out silently.
     void RefreshExamList();
+    // Selects the listed exam whose file is `examFile` (the same file by any
+    // path); false, and the selection unchanged, when it is not listed.
+    bool SelectExam(const QString& examFile);
 
     // Imports a question bank file (the preview, the question before
     // replacing, the installation), then lists and selects the new exam.

@@ -120,11 +120,16 @@ int Run(QCoreApplication& app)
         { QStringLiteral("misbehave"), QStringLiteral("Misbehave on purpose: ") + MisbehaviourNames() + u'.', QStringLiteral("MODE") },
     });
     parser.addHelpOption();
+    parser.addVersionOption();
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("add-account USER PASSWORD | grant USER EXAMID | reports | public-key; none to serve"));
     if (!parser.parse(app.arguments()))
         RaiseUsage(parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
         WriteLine(stdout, parser.helpText().trimmed());
+        return 0;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        WriteLine(stdout, ToolName + QStringLiteral(" " PRACTORIUM_VERSION));
         return 0;
     }
 

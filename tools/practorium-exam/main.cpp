@@ -14,6 +14,7 @@
 //   practorium-exam verify --key PUBLIC-KEY-FILE --id EXAM-ID PACK
 //                                             "good signature", or fails with
 //                                             the reason (see PackSignature.h)
+//   practorium-exam --help | --version
 //
 // Exit status 0 on success. On failure the status is 1 and standard error gets
 // exactly one line, "practorium-exam: <source>: <description>": the source and
@@ -205,6 +206,8 @@ int Run(const QStringList& arguments)
         BankCommands::Export(arguments.mid(2));
     } else if (arguments.size() == 2 && (command == QLatin1String("--help") || command == QLatin1String("-h"))) {
         WriteLine(stdout, QStringLiteral("usage: ") + ToolName + u' ' + Usage);
+    } else if (arguments.size() == 2 && command == QLatin1String("--version")) {
+        WriteLine(stdout, ToolName + QStringLiteral(" " PRACTORIUM_VERSION));
     } else {
         RaiseUsage(Usage);
     }
