@@ -1,3 +1,4 @@
+#include "common/FifoGuard.h"
 #include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "tests/common/DamagedVariants.h"
@@ -9,6 +10,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <algorithm>
 
 namespace {
 
@@ -64,6 +67,7 @@ private Q_SLOTS:
     void commandErrors_data();
     void commandErrors();
     void dumpSurvivesDamagedFiles();
+    void dumpIsWrittenInPieces();
     void sampleExamIsConsistent();
 
 private:
@@ -221,6 +225,12 @@ void ExamToolTest::commandErrors_data()
         << QStringList { "compile", QStringLiteral(SAMPLE_DIR "/PRAC-101.json"), missing + "/x.exam" }
         << "practorium-exam: Exam::Save(): System Error: 0x2 ";
     QTest::newRow("dump a folder") << QStringList { "dump", m_dir.path() } << "practorium-exam: Exam::Save(): ";
+    // Neither may block in the open (the run's time limit catches it).
+    const QString fifo = TestUtil::MakeFifo(m_dir.filePath("fifo"));
+    QTest::newRow("dump a FIFO") << QStringList { "dump", fifo }
+                                 << "practorium-exam: Exam::Save(): System Error: 0x16 Invalid argument";
+    QTest::newRow("compile a FIFO") << QStringList { "compile", fifo, missing + ".exam" }
+                                    << "practorium-exam: " + fifo + ": not a regular file";
 }
 
 void ExamToolTest::commandErrors()
@@ -250,6 +260,25 @@ void ExamToolTest::dumpSurvivesDamagedFiles()
         else
             QVERIFY2(IsOneLineFailure(outcome), context.constData());
     }
+}
+
+// A dump is handed on in bounded pieces as it is made, never held whole.
+void ExamToolTest::dumpIsWrittenInPieces()
+{
+    Exam exam;
+    for (int q = 0; q < 3000; ++q)
+        exam.Questions().Add()->SetProblem(QString(100, QLatin1Char('p')));
+    QList<qsizetype> sizes;
+    QByteArray json;
+    ExamJson::WriteJson(exam, [&](const QByteArray& piece) {
+        sizes.append(piece.size());
+        json += piece;
+    });
+    QVERIFY(sizes.size() > 5);
+    QVERIFY(*std::max_element(sizes.cbegin(), sizes.cend()) < 70000);
+    Exam back;
+    ExamJson::FromJson(json, back, "dump.json");
+    QCOMPARE(back.Questions().Count(), 3000);
 }
 
 // Content mistakes the compiler cannot see: a missing picture, an item with no

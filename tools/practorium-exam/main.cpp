@@ -40,6 +40,9 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -81,9 +84,21 @@ void ReportError(const Error& error, const QString& command)
 
 QByteArray ReadSource(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    // Opened without blocking and checked on the descriptor, so a FIFO or
+    // device named as the source is refused instead of waited on.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0)
+        Error::Raise(ErrorNumber::InvalidCall, path, QString::fromLocal8Bit(std::strerror(errno)));
+    struct stat status {};
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(fd);
+        Error::Raise(ErrorNumber::InvalidCall, path, QStringLiteral("not a regular file"));
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
         Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
+    }
     const QByteArray bytes = file.read(MaxSourceBytes + 1);
     if (file.error() != QFileDevice::NoError)
         Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
@@ -171,14 +186,20 @@ void Dump(const QString& path)
 {
     Exam exam;
     exam.Load(path);
-    const QByteArray json = ExamJson::ToJson(exam);
-    errno = 0;
-    const size_t written = std::fwrite(json.constData(), 1, size_t(json.size()), stdout);
-    if (written != size_t(json.size()) || std::fflush(stdout) != 0) {
+    auto fail = [] {
         const int code = errno;
         Error::Raise(code, QStringLiteral("standard output"),
             QString::fromLocal8Bit(code != 0 ? std::strerror(code) : "write failed"));
-    }
+    };
+    // Written as it is made: the whole text is never held at once.
+    ExamJson::WriteJson(exam, [&fail](const QByteArray& piece) {
+        errno = 0;
+        if (std::fwrite(piece.constData(), 1, size_t(piece.size()), stdout) != size_t(piece.size()))
+            fail();
+    });
+    errno = 0;
+    if (std::fflush(stdout) != 0)
+        fail();
 }
 
 int Run(const QStringList& arguments)
