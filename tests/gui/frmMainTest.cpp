@@ -1,4 +1,3 @@
-#include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "shell/Globals.h"
 #include "shell/MessageSeam.h"
@@ -107,25 +106,6 @@ private Q_SLOTS:
         QVERIFY(CurrentExam() && CurrentExam()->Questions().Count() == 1); // the whole exam, not just its header
         QVERIFY(window.isEnabled()); // busy state ended
         QVERIFY(!QApplication::overrideCursor());
-    }
-
-    void failingLoadIsNotTrapped()
-    {
-        Install("D-4", "D-4.exam", "D-4");
-        frmMain window;
-        window.show();
-        // The header is intact but a question count claims more than the file holds.
-        QFile file(m_exams + "/D-4/D-4.exam");
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        file.seek(4 + 4 + 3 + 4 + 11 + 6);
-        file.write(QByteArray::fromHex("ffffff7f"));
-        file.close();
-        QSignalSpy requested(&window, &frmMain::examRequested);
-        const Error e = TestUtil::Raised([&] { window.cmdStart_Click(); });
-        QCOMPARE(e.Source(), QString("Exam::Save()"));
-        QCOMPARE(e.Number(), ErrorNumber::DamagedFile);
-        QCOMPARE(requested.count(), 0);
-        EndBusy();
     }
 
     void exitCancelledThenConfirmed()
