@@ -437,10 +437,12 @@ void frmExamDownloader::HandleReply()
     } catch (...) {
         decision = m_protocol.ReplyUnreadable();
     }
-    if (m_running)
-        Apply(decision);
+    // This request is over before the reply is acted on: the next request
+    // that acting on it sends starts the simulator again for its own wait.
     SetProgress(1.0f);
     m_tmrProgressSimulator->stop();
+    if (m_running)
+        Apply(decision);
 }
 
 void frmExamDownloader::DownloadNext()

@@ -3,6 +3,8 @@
 #include "model/Error.h"
 #include "shell/Common.h"
 
+#include <QWidget>
+
 #include <cstdio>
 
 Application::Application(int& argc, char** argv)
@@ -18,11 +20,20 @@ bool Application::notify(QObject* receiver, QEvent* event)
         return QApplication::notify(receiver, event);
     } catch (...) {
         ReportUnhandled(Error::Current());
-        // Nothing that was under way can be trusted to go on.
-        closeAllWindows();
-        exit(1);
+        End(1);
         return false;
     }
+}
+
+void Application::End(int exitCode)
+{
+    // Nothing that was under way can be trusted to go on, and nothing more is
+    // asked: the windows are hidden, not closed, so no close handler puts
+    // its question ("Are you sure you want to exit Practorium?", "... to
+    // terminate the exam?") whose answer could no longer change anything.
+    for (QWidget* window : topLevelWidgets())
+        window->hide();
+    exit(exitCode);
 }
 
 void Application::ReportUnhandled(const Error& error)

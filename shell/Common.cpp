@@ -9,7 +9,11 @@
 #include <QProcess>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QTreeView>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 QString ApplicationTitle()
 {
@@ -23,20 +27,35 @@ int ShowMessage(const QString& messageTemplate, int style, const QVariantList& v
     return MessageSeam::Show(ExpandTemplate(messageTemplate, values, false), style, ApplicationTitle());
 }
 
+BrowserPage::BrowserPage()
+{
+    // Empty when $TMPDIR names no folder: then nothing is written, rather
+    // than into the working directory.
+    const QString temporary = QDir::tempPath();
+    if (temporary.isEmpty())
+        return;
+    m_folder = std::make_unique<QTemporaryDir>(QDir(temporary).filePath(QStringLiteral("practorium-XXXXXX")));
+    if (!m_folder->isValid())
+        return;
+    const QString path = m_folder->filePath(QStringLiteral("temp.htm"));
+    const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return;
+    static constexpr char Content[] = "<HTML></HTML>\n";
+    const bool written = ::write(fd, Content, sizeof Content - 1) == ssize_t(sizeof Content - 1);
+    if (::close(fd) == 0 && written)
+        m_path = path;
+}
+
+BrowserPage::~BrowserPage() = default;
+
 void LaunchBrowser(const QString& url)
 {
-    // The stand-in page proves that a page can be written where the browser
-    // will look; it lives in the temporary folder, not the working directory,
-    // which on a desktop is often the read-only root.
-    const QString page = QDir(QDir::tempPath()).filePath(QStringLiteral("temp.htm"));
-    {
-        QFile file(page);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write("<HTML></HTML>\n") < 0) {
-            MessageSeam::Show(
-                QStringLiteral("Cannot launch browser because an error occured writing to temporary file."), 0,
-                ApplicationTitle());
-            return;
-        }
+    const BrowserPage page;
+    if (page.Path().isEmpty()) {
+        MessageSeam::Show(QStringLiteral("Cannot launch browser because an error occured writing to temporary file."),
+            0, ApplicationTitle());
+        return;
     }
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
     if (opener.isEmpty()) {
@@ -44,7 +63,6 @@ void LaunchBrowser(const QString& url)
     } else if (!QProcess::startDetached(opener, { url })) {
         MessageSeam::Show(QStringLiteral("Unable to load webpage"), 48, ApplicationTitle());
     }
-    QFile::remove(page);
 }
 
 void SetColumnTag(QTreeView* list, int column, float percent)

@@ -9,6 +9,8 @@
 #include <QTest>
 #include <QTreeWidget>
 
+#include <sys/stat.h>
+
 class ShellCommonTest : public QObject
 {
     Q_OBJECT
@@ -19,6 +21,7 @@ private Q_SLOTS:
     void columnWidths_data();
     void columnWidths();
     void sizeColumnsOnList();
+    void launchBrowser_data();
     void launchBrowser();
     void placement();
 };
@@ -75,28 +78,71 @@ void ShellCommonTest::sizeColumnsOnList()
     QCOMPARE(list.columnWidth(1), 537);
 }
 
+void ShellCommonTest::launchBrowser_data()
+{
+    QTest::addColumn<QString>("planted"); // what another user left as temp.htm in the shared folder
+    QTest::addColumn<bool>("opener");     // whether xdg-open is on the PATH
+    QTest::addColumn<QString>("box");     // the one box shown, empty for none
+    QTest::newRow("nothing planted") << "" << true << "";
+    QTest::newRow("file planted") << "file" << true << "";
+    QTest::newRow("link planted") << "link" << true << "";
+    QTest::newRow("link planted, no opener") << "link" << false << "48:Unable to launch the browser";
+    QTest::newRow("temporary folder missing")
+        << "missing" << true << "0:Cannot launch browser because an error occured writing to temporary file.";
+}
+
+// The stand-in page never lands in the shared temporary folder: whatever
+// another user planted there stays as it was, and the launch goes on.
 void ShellCommonTest::launchBrowser()
 {
-    QTemporaryDir bin;
-    const auto restorePath = qScopeGuard([path = qgetenv("PATH")] { qputenv("PATH", path); });
+    QFETCH(QString, planted);
+    QFETCH(bool, opener);
+    QTemporaryDir bin, shared;
+    const auto restore = qScopeGuard([path = qgetenv("PATH"), tmp = qgetenv("TMPDIR")] {
+        qputenv("PATH", path);
+        qputenv("TMPDIR", tmp);
+    });
     const QString record = bin.filePath("opened.txt");
-    QVERIFY(TestUtil::WriteRecordingTool(bin.path(), "xdg-open", record));
-    qputenv("PATH", bin.path().toUtf8() + ":/usr/bin:/bin");
+    if (opener)
+        QVERIFY(TestUtil::WriteRecordingTool(bin.path(), "xdg-open", record));
+    qputenv("PATH", bin.path().toUtf8() + (opener ? ":/usr/bin:/bin" : ""));
+    const QString theirs = shared.filePath("theirs.txt");
+    const QString page = shared.filePath("temp.htm");
+    QFile file(theirs);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("not yours") == 9);
+    file.close();
+    if (planted == "file")
+        QVERIFY(QFile::copy(theirs, page));
+    else if (planted == "link")
+        QVERIFY(QFile::link(theirs, page));
+    qputenv("TMPDIR", QFile::encodeName(planted == "missing" ? shared.filePath("gone") : shared.path()));
+    const QStringList before = QDir(shared.path()).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+
+    if (planted != "missing") {
+        const BrowserPage stand;
+        const QFileInfo folder(QFileInfo(stand.Path()).path());
+        QCOMPARE(folder.dir().path(), shared.path());
+        struct stat status {};
+        QCOMPARE(::lstat(QFile::encodeName(folder.filePath()).constData(), &status), 0);
+        QCOMPARE(status.st_mode & 07777, mode_t(0700));
+        QCOMPARE(TestUtil::ReadAll(stand.Path()), QByteArray("<HTML></HTML>\n"));
+    }
     const QString url = "https://www.practorium.example/Products.asp?a=1&b=two words";
     LaunchBrowser(url);
-    QTRY_VERIFY(QFile::exists(record));
-    QFile opened(record);
-    QVERIFY(opened.open(QIODevice::ReadOnly));
-    QCOMPARE(QString::fromUtf8(opened.readAll()), url);
-    QVERIFY(!QFile::exists(QDir(QDir::tempPath()).filePath("temp.htm")));
-
-    QFile::remove(bin.filePath("xdg-open"));
-    qputenv("PATH", bin.path().toUtf8());
-    LaunchBrowser(url);
-    const auto shown = MessageSeam::TakeShown();
-    QCOMPARE(shown.size(), 1); // and nothing for the successful launch
-    QCOMPARE(shown[0].Text, QString("Unable to launch the browser"));
-    QCOMPARE(shown[0].Style, 48);
+    QStringList boxes;
+    for (const MessageSeam::Shown& shown : MessageSeam::TakeShown())
+        boxes << QString::number(shown.Style) + ":" + shown.Text;
+    QTEST(boxes.join('|'), "box");
+    if (opener && planted != "missing") {
+        QTRY_VERIFY(QFile::exists(record));
+        QCOMPARE(QString::fromUtf8(TestUtil::ReadAll(record)), url);
+    }
+    QCOMPARE(QDir(shared.path()).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot), before);
+    QCOMPARE(TestUtil::ReadAll(theirs), QByteArray("not yours"));
+    if (!planted.isEmpty() && planted != "missing") {
+        QCOMPARE(QFileInfo(page).isSymLink(), planted == "link");
+        QCOMPARE(TestUtil::ReadAll(page), QByteArray("not yours"));
+    }
 }
 
 void ShellCommonTest::placement()

@@ -437,13 +437,48 @@ private Q_SLOTS:
         QCOMPARE(FilesOutsideAllowedFolders(), filesBefore);
     }
 
+    // The simulator runs for every request until its reply, LIST included.
+    void progressMovesWhileListIsPending()
+    {
+        StartCourier("real", { "101" }, "hold-list");
+        frmExamDownloader window;
+        window.show();
+        Start(window, User, Password);
+        QTRY_COMPARE_WITH_TIMEOUT(Child<QLabel>(window, "lblInfo")->text(), QString("Checking for available downloads"), RunTimeout);
+        QVERIFY(Child<QTimer>(window, "tmrProgressSimulator")->isActive());
+        auto* bar = Child<QProgressBar>(window, "picProgress");
+        const int before = bar->value();
+        for (int tick = 0; tick < 5; ++tick)
+            window.tmrProgressSimulator_Timer();
+        QVERIFY2(bar->value() != before && bar->value() < 4800, qPrintable(QString::number(bar->value())));
+        QCOMPARE(Caption(window), "&Cancel");
+        window.close();
+        QVERIFY(!Child<QTimer>(window, "tmrProgressSimulator")->isActive());
+        QCOMPARE(ShownTexts(0), QStringList {});
+    }
+
+    // The service knows the account only by these characters in
+    // Windows-1252; a client sending UTF-8 would not get past LOGIN.
+    void nonAsciiCredentials()
+    {
+        const QString user = "zoé€@example.com";
+        const QString password = "pässwörd€";
+        StartCourier("real", {}, {}, user, password);
+        frmExamDownloader window;
+        window.show();
+        Start(window, user, password);
+        QVERIFY(WaitForEnd(window));
+        QCOMPARE(ShownTexts(16), QStringList { "You do not have any exams available for download" });
+    }
+
 private:
     // Starts the reference server with the account granted `exams`, serving
     // `packs`, and points the store's Endpoint at it.
-    void StartCourier(const QString& packs, const QStringList& exams, const QString& misbehave = {})
+    void StartCourier(const QString& packs, const QStringList& exams, const QString& misbehave = {},
+        const QString& user = User, const QString& password = Password)
     {
         m_courier = std::make_unique<CourierProcess>(m_home.path() + "/server", m_home.path() + "/packs/" + packs);
-        QVERIFY(m_courier->AddAccount(User, Password, exams));
+        QVERIFY(m_courier->AddAccount(user, password, exams));
         QVERIFY(m_courier->Start(misbehave));
         // Blanks around the stored address are not part of it.
         Registry::WriteValue(CourierKey, "Endpoint", "  " + m_courier->Endpoint() + " ", Registry::REG_SZ);

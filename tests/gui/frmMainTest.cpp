@@ -1,4 +1,3 @@
-#include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "shell/Globals.h"
 #include "shell/LinkLabel.h"

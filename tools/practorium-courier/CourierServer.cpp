@@ -35,7 +35,7 @@ constexpr qint64 HugeReplyBytes = 10 * 1024 * 1024;
 // "content-length" that LengthTooLarge adds to the true size.
 constexpr qint64 LengthExcess = 1000;
 
-const std::array<std::pair<const char*, Misbehaviour>, 11> ModeNames { {
+const std::array<std::pair<const char*, Misbehaviour>, 12> ModeNames { {
     { "error-reply", Misbehaviour::ErrorReply },
     { "empty-body", Misbehaviour::EmptyBody },
     { "not-a-message", Misbehaviour::NotAMessage },
@@ -47,6 +47,7 @@ const std::array<std::pair<const char*, Misbehaviour>, 11> ModeNames { {
     { "bad-exam-ids", Misbehaviour::BadExamIds },
     { "never-answer", Misbehaviour::NeverAnswer },
     { "as-is", Misbehaviour::AsIs },
+    { "hold-list", Misbehaviour::HoldList },
 } };
 
 void Log(const QString& text)
@@ -197,6 +198,13 @@ void CourierServer::HandleRequest(const QHttpServerRequest& request, QHttpServer
         break;
     }
 
+    if (m_mode == Misbehaviour::HoldList) {
+        const std::optional<CourierMessage> message = CourierMessage::Decode(request.body());
+        if (message && message->Command == QLatin1String("LIST")) {
+            Log(QStringLiteral("LIST: held"));
+            return;
+        }
+    }
     CourierMessage reply = Reply(request.body());
     if (m_mode == Misbehaviour::HugeReply) {
         // One more parameter, which the client does not read, brings the

@@ -26,6 +26,7 @@ enum class Misbehaviour {
     BadExamIds,      // LIST data starts with unsafe IDs; those IDs get a stub pack
     NeverAnswer,     // no request is ever answered; connections stay open
     AsIs,            // packs are sent byte for byte as they lie, unsigned ones unsigned
+    HoldList,        // LIST is never answered, its connection left open; the rest as usual
 };
 
 std::optional<Misbehaviour> MisbehaviourFromName(const QString& name);
