@@ -10,14 +10,13 @@ namespace exchange {
 namespace {
 
 // Plain text as HTML that HtmlToPlainText turns back into the same text:
-// markup characters as entities, line breaks as <br>, and every blank that
-// HTML would fold (a run, or one at either end of a line) as &nbsp;.
+// markup characters (and "%", which would start a weight) as entities, in a
+// span that keeps blanks, tabs and line breaks as they are.
 QString PlainToHtml(const QString& text)
 {
-    QString html;
-    html.reserve(text.size() + 16);
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text[i];
+    QString html = QStringLiteral("<span style=\"white-space:pre-wrap\">");
+    html.reserve(text.size() + 64);
+    for (const QChar c : text) {
         if (c == u'<')
             html += QStringLiteral("&lt;");
         else if (c == u'>')
@@ -26,14 +25,10 @@ QString PlainToHtml(const QString& text)
             html += QStringLiteral("&amp;");
         else if (c == u'%')
             html += QStringLiteral("&#37;");
-        else if (c == u'\n')
-            html += QStringLiteral("<br/>");
-        else if (c.isSpace() && (i == 0 || i + 1 == text.size() || text[i - 1].isSpace() || text[i + 1] == u'\n' || text[i - 1] == u'\n'))
-            html += QStringLiteral("&nbsp;");
         else
             html += c;
     }
-    return html;
+    return html + QStringLiteral("</span>");
 }
 
 QString Weight(qint16 solutions)

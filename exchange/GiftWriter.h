@@ -14,7 +14,8 @@ namespace exchange {
 // feedback ("####"). An item with an exhibit is written as HTML with an
 // <img> naming the exhibit's file, which the caller puts beside the output.
 // Reading the result back with ReadGift gives the same items, options,
-// solutions and explanations (texts trimmed at both ends).
+// solutions and explanations (texts trimmed at both ends); an item without
+// options comes out as "{}", which reads back as an essay question.
 QByteArray WriteGift(const Exam& exam);
 
 // A text with GIFT's special characters escaped and line breaks as "\n".

@@ -63,7 +63,7 @@ QString RandomText(QRandomGenerator& random)
         QStringLiteral("::"), QStringLiteral("\\"), QStringLiteral("\\n"), QStringLiteral("%50%"), QStringLiteral("->"),
         QStringLiteral("<b>"), QStringLiteral("&amp;"), QStringLiteral("[html]"), QStringLiteral("//"),
         QStringLiteral("\n"), QStringLiteral("caf\u00E9"), QStringLiteral("T"), QStringLiteral("####"),
-        QStringLiteral("  "), QStringLiteral("$CATEGORY:") };
+        QStringLiteral("  "), QStringLiteral("\t"), QStringLiteral("$CATEGORY:") };
     QString text;
     const int count = 1 + random.bounded(8);
     for (int i = 0; i < count; ++i)
@@ -281,7 +281,7 @@ void ExchangeTest::giftRoundTripKeepsContent_data()
 {
     QTest::addColumn<int>("seed");
     QTest::newRow("sample") << 0;
-    for (int seed = 1; seed <= 40; ++seed)
+    for (int seed = 1; seed <= 60; ++seed)
         QTest::addRow("generated %d", seed) << seed;
 }
 

@@ -215,6 +215,8 @@ void Export(const QStringList& arguments)
     const QDir examFolder = QFileInfo(examPath).absoluteDir();
     const QDir outputFolder = QFileInfo(output).absoluteDir();
     for (const Question& question : exam.Questions()) {
+        if (question.Choices().Count() == 0)
+            Warn(ToolName + QStringLiteral(": %1: item %2 has no options: GIFT reads it as an essay question").arg(examPath).arg(question.Number()));
         if (!question.HasExhibit())
             continue;
         const QString exhibit = question.Exhibit();
