@@ -48,7 +48,7 @@ frmMain::frmMain(QWidget* parent)
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(ApplicationTitle());
     setWindowIcon(LoadIcon(QStringLiteral(":/icons/Complete")));
-    resize(760, 520);
+    resize(960, 560);
     setMinimumSize(520, 380);
 
     m_picLogo = new QLabel(this);

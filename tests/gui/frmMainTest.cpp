@@ -132,25 +132,6 @@ private Q_SLOTS:
         QCOMPARE(requested.count(), 2); // the link, then Ctrl+H
     }
 
-    void failingLoadIsNotTrapped()
-    {
-        Install("D-4", "D-4.exam", "D-4");
-        frmMain window;
-        window.show();
-        // The header is intact but a question count claims more than the file holds.
-        QFile file(m_exams + "/D-4/D-4.exam");
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        file.seek(4 + 4 + 3 + 4 + 11 + 6);
-        file.write(QByteArray::fromHex("ffffff7f"));
-        file.close();
-        QSignalSpy requested(&window, &frmMain::examRequested);
-        const Error e = TestUtil::Raised([&] { window.cmdStart_Click(); });
-        QCOMPARE(e.Source(), QString("Exam::Save()"));
-        QCOMPARE(e.Number(), ErrorNumber::DamagedFile);
-        QCOMPARE(requested.count(), 0);
-        EndBusy();
-    }
-
     void exitCancelledThenConfirmed()
     {
         frmMain window;
