@@ -38,6 +38,10 @@ public:
     // blank text stays as it is.
     static QString ConstrainNumber(const QString& text, qsizetype count);
 
+    // What End Exam does: while the exam runs, the confirmation, then the
+    // exam ends and the report shows.
+    void cmdEnd_Click();
+
 Q_SIGNALS:
     // Navigation from now on goes through all items, from the first.
     void reviewAllRequested();
@@ -58,7 +62,6 @@ private:
     void cmdGoTo_Click();
     void cmdReviewAll_Click();
     void cmdReviewMarked_Click();
-    void cmdEnd_Click();
     void lvwReview_DblClick(QListWidgetItem* item);
     void txtQuestion_Change();
     // Hides this list, shows the report modally and closes once it returns.
