@@ -33,6 +33,9 @@ public:
     static QString StatusKey(const Question& question);
     // "4 - A,C", or just "4" while nothing is chosen.
     static QString EntryText(const Question& question);
+    // The entry as assistive technology reads it: "Item 7, answered A,B,
+    // incomplete"; "not answered" and "marked" / "complete" likewise.
+    static QString SpokenEntry(const Question& question);
     // The question number field's rule: a value above `count` becomes the
     // count, 0 becomes 1 (the value is that of the leading digits); empty or
     // blank text stays as it is.
