@@ -418,8 +418,8 @@ void QuestionPanel::UpdateRowName(qint32 index)
     QString letter = selector->text();
     letter.chop(1); // "B." -> "B"
     const bool selected = m_rowsAreOptions ? row.Option->isChecked() : row.Check->checkState() == Qt::Checked;
-    QString name = tr("Option %1: %2, %3")
-                       .arg(letter, row.Label->text(), selected ? tr("selected") : tr("not selected"));
+    QString name
+        = tr("Option %1: %2, %3").arg(letter, row.Label->text(), selected ? tr("selected") : tr("not selected"));
     if (row.Struck)
         name += tr(", struck out");
     selector->setAccessibleName(name);

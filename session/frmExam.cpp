@@ -156,8 +156,7 @@ void frmExam::BuildPage()
     // take Ctrl+arrows as its own moves. A text field overrides them.
     for (const QKeyCombination keys : { Qt::CTRL | Qt::Key_Right, Qt::CTRL | Qt::Key_Left, Qt::CTRL | Qt::Key_End }) {
         auto* shortcut = new QShortcut(QKeySequence(keys), this);
-        connect(shortcut, &QShortcut::activated, this,
-            [this, keys] { RunKey(keys.key(), keys.keyboardModifiers()); });
+        connect(shortcut, &QShortcut::activated, this, [this, keys] { RunKey(keys.key(), keys.keyboardModifiers()); });
     }
 }
 
@@ -661,8 +660,8 @@ bool frmExam::RunKey(int key, Qt::KeyboardModifiers modifiers)
 {
     if (!CurrentExam() || m_session.CurrentIndex() < 1)
         return false;
-    const ExamSession::KeyCommand command = m_session.KeyCommandFor(
-        key, modifiers, m_picBorder->RowCount(), IsTextField(QApplication::focusWidget()));
+    const ExamSession::KeyCommand command
+        = m_session.KeyCommandFor(key, modifiers, m_picBorder->RowCount(), IsTextField(QApplication::focusWidget()));
     switch (command.action) {
     case ExamSession::KeyCommand::None:
         return false;

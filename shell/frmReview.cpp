@@ -201,9 +201,8 @@ QString frmReview::SpokenEntry(const Question& question)
 {
     const QString status = StatusKey(question);
     const QString state = status == Checked ? tr("marked") : status == Incomplete ? tr("incomplete") : tr("complete");
-    const QString answer = ItemCount(question.Answer()) >= 1
-        ? tr("answered %1").arg(AnswerLetters(question.Answer()))
-        : tr("not answered");
+    const QString answer = ItemCount(question.Answer()) >= 1 ? tr("answered %1").arg(AnswerLetters(question.Answer()))
+                                                             : tr("not answered");
     return tr("Item %1, %2, %3").arg(question.Number()).arg(answer, state);
 }
 
