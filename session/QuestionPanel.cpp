@@ -392,12 +392,19 @@ void QuestionPanel::SetStruck(qint32 index, bool struck)
     QFont font;
     font.setStrikeOut(struck);
     row.Label->setFont(font);
-    // Dimmed with the palette's own disabled text, so it follows the theme;
-    // the label stays enabled, and clickable, for a struck option may still
-    // be chosen.
-    QPalette palette = m_picQuestion->palette();
-    if (struck)
-        palette.setColor(QPalette::WindowText, palette.color(QPalette::Disabled, QPalette::WindowText));
+    // Dimmed toward the background, from the theme's own colours, yet kept
+    // above 4.5:1 contrast; the label stays enabled, and clickable, for a
+    // struck option may still be chosen. On the page's Base background a
+    // label paints in the Text role.
+    QPalette palette;
+    if (struck) {
+        const QColor text = m_picQuestion->palette().color(QPalette::Text);
+        const QColor base = m_picQuestion->palette().color(QPalette::Base);
+        const auto mix = [](int from, int to) { return from + (to - from) * 2 / 5; };
+        const QColor dim(mix(text.red(), base.red()), mix(text.green(), base.green()), mix(text.blue(), base.blue()));
+        palette.setColor(QPalette::Text, dim);
+        palette.setColor(QPalette::WindowText, dim);
+    }
     row.Label->setPalette(palette);
     UpdateRowName(index);
 }
