@@ -10,6 +10,8 @@
 namespace {
 
 constexpr qint16 ExtraSeconds = 1800;
+constexpr qint16 LowTimeSeconds = 300;
+constexpr qint16 LastMinuteSeconds = 60;
 
 } // namespace
 
@@ -28,6 +30,7 @@ void ExamSession::Start(Exam& exam, Kind kind, const QList<qint16>& original)
     m_extraTime = false;
     m_secondsUsed = 0;
     m_checked.assign(size_t(exam.Questions().Count()) + 1, false);
+    m_struck.assign(size_t(exam.Questions().Count()) + 1, {});
     m_original = original;
     m_path = exam.FileName();
     m_digest.clear();
@@ -174,9 +177,13 @@ ExamSession::TickResult ExamSession::Tick()
         return {};
     m_secondsRemaining = qint16(m_secondsRemaining - 1);
     ++m_secondsUsed;
-    if (m_secondsRemaining >= 0)
-        return { TickResult::ShowTime,
+    if (m_secondsRemaining >= 0) {
+        TickResult result { TickResult::ShowTime,
             FormatText(QStringLiteral("Time Remaining:  {1}"), { FormatDuration(m_secondsRemaining) }) };
+        result.announce = m_secondsRemaining % 60 == 0 || m_secondsRemaining < LastMinuteSeconds;
+        result.lowTimeCue = m_secondsRemaining == LowTimeSeconds || m_secondsRemaining == LastMinuteSeconds;
+        return result;
+    }
     m_askingForTime = true;
     return { TickResult::AskForMoreTime, {} };
 }
@@ -192,6 +199,65 @@ ExamSession::TimeAnswer ExamSession::AnswerTimeQuestion(bool yes)
     // Scored as last saved: the page on screen is not saved first.
     m_exam->EndExam();
     return TimeAnswer::EndAndReport;
+}
+
+void ExamSession::StartPostExamReview()
+{
+    m_postExam = true;
+    for (QList<qint32>& rows : m_struck)
+        rows.clear();
+}
+
+bool ExamSession::IsLowTime() const
+{
+    return m_exam && !IsStudy() && m_secondsRemaining <= LowTimeSeconds;
+}
+
+// ---------------------------------------------------------------------------
+// Keys and strike-out
+
+ExamSession::KeyCommand ExamSession::KeyCommandFor(
+    int key, Qt::KeyboardModifiers modifiers, qint32 rowCount, bool textFocus) const
+{
+    if (!m_exam || textFocus)
+        return {};
+    const Qt::KeyboardModifiers held = modifiers & ~Qt::KeypadModifier;
+    if (held == Qt::ControlModifier) {
+        if (key == Qt::Key_Right)
+            return { KeyCommand::Next };
+        if (key == Qt::Key_Left)
+            return { KeyCommand::Prev };
+        if (key == Qt::Key_End && !IsEnded())
+            return { KeyCommand::End };
+        return {};
+    }
+    qint32 row = 0;
+    if (key >= Qt::Key_A && key <= Qt::Key_Z)
+        row = key - Qt::Key_A + 1;
+    else if (key >= Qt::Key_1 && key <= Qt::Key_9 && held == Qt::NoModifier)
+        row = key - Qt::Key_0;
+    if (row == 0 || row > rowCount || !RowsEnabled())
+        return {};
+    if (held == Qt::NoModifier)
+        return { KeyCommand::Choose, row };
+    if (held == Qt::ShiftModifier)
+        return { KeyCommand::Strike, row };
+    return {};
+}
+
+bool ExamSession::ToggleStrike(qint32 row)
+{
+    if (!m_exam || row < 1 || !RowsEnabled() || size_t(m_currentIndex) >= m_struck.size())
+        return false;
+    QList<qint32>& rows = m_struck[m_currentIndex];
+    if (!rows.removeOne(row))
+        rows.append(row);
+    return true;
+}
+
+bool ExamSession::IsStruck(qint32 row) const
+{
+    return m_currentIndex > 0 && size_t(m_currentIndex) < m_struck.size() && m_struck[m_currentIndex].contains(row);
 }
 
 // ---------------------------------------------------------------------------

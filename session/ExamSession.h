@@ -45,6 +45,19 @@ public:
         enum Action { Nothing, ShowTime, AskForMoreTime };
         Action action = Nothing;
         QString label; // for ShowTime: "Time Remaining:  hh:mm:ss"
+        // For ShowTime: the time is told to assistive technology now (each
+        // whole minute, and every second of the last minute), not each tick.
+        bool announce = false;
+        // For ShowTime: the low-time note is due (5 minutes and 1 minute left).
+        bool lowTimeCue = false;
+    };
+
+    // What a key pressed in the exam window asks for.
+    struct KeyCommand
+    {
+        enum Action { None, Choose, Strike, Next, Prev, End };
+        Action action = None;
+        qint32 row = 0; // 1-based option row, for Choose and Strike
     };
 
     enum class TimeAnswer { Continue, EndAndReport };
@@ -112,8 +125,27 @@ public:
     // The candidate's reply to the time question. Yes gives 30 more
     // minutes; anything else ends the exam as last saved.
     TimeAnswer AnswerTimeQuestion(bool yes);
-    // The read-only review after the end: the clock stops for good.
-    void StartPostExamReview() { m_postExam = true; }
+    // The read-only review after the end: the clock stops for good and the
+    // struck-out options are forgotten.
+    void StartPostExamReview();
+    // From 5 minutes left until extra time is given; never in study mode.
+    bool IsLowTime() const;
+
+    // The sitting's keys, wherever the focus is in the exam window: a letter
+    // A-Z or digit 1-9 alone chooses that option row, Shift with a letter
+    // strikes it out, Ctrl+Right/Ctrl+Left are Next/Previous and Ctrl+End
+    // ends the exam (through the review list). Alt is left to the buttons'
+    // mnemonics. Nothing while a text field has the focus (`textFocus`), for
+    // a row the item does not have (`rowCount` rows on screen), for rows that
+    // can no longer change, or to end an ended exam. `key` and `modifiers`
+    // are Qt's key code and modifiers; the keypad's modifier is ignored.
+    KeyCommand KeyCommandFor(int key, Qt::KeyboardModifiers modifiers, qint32 rowCount, bool textFocus) const;
+
+    // Strike-out of the item on screen's option rows (1-based): memory only,
+    // kept per item for the whole sitting. Striking does not choose or
+    // unchoose; it is refused (false) once the rows can no longer change.
+    bool ToggleStrike(qint32 row);
+    bool IsStruck(qint32 row) const;
 
     // Whether the candidate may still change the item on screen, and whether
     // it shows its key and verdict.
@@ -167,6 +199,7 @@ private:
     bool m_extraTime = false;
     qint32 m_secondsUsed = 0;
     std::vector<bool> m_checked;
+    std::vector<QList<qint32>> m_struck; // per item index: its struck rows
     QList<qint16> m_original;
     QString m_path;
     QByteArray m_digest;

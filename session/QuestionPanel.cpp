@@ -67,6 +67,7 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
     m_lblQuestion->setTextFormat(Qt::PlainText);
     m_lblQuestion->setWordWrap(true);
     m_lblQuestion->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    m_lblQuestion->setAccessibleDescription(tr("Question"));
 
     m_vsbScroll = new QScrollBar(Qt::Vertical, m_viewport);
     m_vsbScroll->setObjectName(QStringLiteral("vsbScroll"));
@@ -199,7 +200,10 @@ QRadioButton* QuestionPanel::OptionAt(qint32 index)
         row.Option = new QRadioButton(m_picQuestion);
         row.Option->setObjectName(QStringLiteral("optChoices%1").arg(index));
         row.Option->hide();
+        row.Option->setProperty("ChoiceIndex", index);
+        row.Option->installEventFilter(this);
         setTabOrder(PreviousSelector(index, true), row.Option);
+        connect(row.Option, &QRadioButton::toggled, this, [this, index] { UpdateRowName(index); });
     }
     return row.Option;
 }
@@ -211,8 +215,11 @@ QCheckBox* QuestionPanel::CheckAt(qint32 index)
         row.Check = new QCheckBox(m_picQuestion);
         row.Check->setObjectName(QStringLiteral("chkChoices%1").arg(index));
         row.Check->hide();
+        row.Check->setProperty("ChoiceIndex", index);
+        row.Check->installEventFilter(this);
         setTabOrder(PreviousSelector(index, false), row.Check);
         connect(row.Check, &QCheckBox::toggled, this, [this, index](bool checked) {
+            UpdateRowName(index);
             // Rows outside the item on screen are being reset.
             if (checked && index <= m_rowCount)
                 Q_EMIT boxChecked(index);
@@ -307,6 +314,8 @@ void QuestionPanel::LoadChoices(
             row.Check->setChecked(false);
     }
     m_rowCount = qint32(choices.size());
+    for (qint32 i = 1; i <= m_rowCount; ++i)
+        SetStruck(i, false);
     // Heights and places of every row at once, then the rows appear.
     ArrangeContent();
     for (qint32 i = 1; i <= m_rowCount; ++i) {
@@ -371,6 +380,56 @@ void QuestionPanel::SelectOption(qint32 index)
     SetOption(option, true);
     if (option->isVisible())
         option->setFocus(Qt::MouseFocusReason);
+}
+
+void QuestionPanel::SetStruck(qint32 index, bool struck)
+{
+    if (index < 1 || index > m_rowCount)
+        return;
+    ChoiceRow& row = m_rows[index - 1];
+    row.Struck = struck;
+    // Only the strike-out is the label's own; size and face stay inherited.
+    QFont font;
+    font.setStrikeOut(struck);
+    row.Label->setFont(font);
+    // Dimmed toward the background, from the theme's own colours, yet kept
+    // above 4.5:1 contrast; the label stays enabled, and clickable, for a
+    // struck option may still be chosen. On the page's Base background a
+    // label paints in the Text role.
+    QPalette palette;
+    if (struck) {
+        const QColor text = m_picQuestion->palette().color(QPalette::Text);
+        const QColor base = m_picQuestion->palette().color(QPalette::Base);
+        const auto mix = [](int from, int to) { return from + (to - from) * 2 / 5; };
+        const QColor dim(mix(text.red(), base.red()), mix(text.green(), base.green()), mix(text.blue(), base.blue()));
+        palette.setColor(QPalette::Text, dim);
+        palette.setColor(QPalette::WindowText, dim);
+    }
+    row.Label->setPalette(palette);
+    UpdateRowName(index);
+}
+
+bool QuestionPanel::IsStruck(qint32 index) const
+{
+    return index >= 1 && index <= m_rowCount && m_rows[index - 1].Struck;
+}
+
+void QuestionPanel::UpdateRowName(qint32 index)
+{
+    if (index < 1 || index > qint32(m_rows.size()))
+        return;
+    const ChoiceRow& row = m_rows[index - 1];
+    QAbstractButton* selector = m_rowsAreOptions ? static_cast<QAbstractButton*>(row.Option) : row.Check;
+    if (!selector)
+        return;
+    QString letter = selector->text();
+    letter.chop(1); // "B." -> "B"
+    const bool selected = m_rowsAreOptions ? row.Option->isChecked() : row.Check->checkState() == Qt::Checked;
+    QString name
+        = tr("Option %1: %2, %3").arg(letter, row.Label->text(), selected ? tr("selected") : tr("not selected"));
+    if (row.Struck)
+        name += tr(", struck out");
+    selector->setAccessibleName(name);
 }
 
 void QuestionPanel::SetRowMarks(const QList<ExamSession::RowMark>& marks)
@@ -450,6 +509,9 @@ void QuestionPanel::ShowStatus(const ExamSession::Status& status)
 {
     m_lblAnswer->setText(status.answerText);
     m_lblStatus->setText(status.correct ? QStringLiteral("CORRECT") : QStringLiteral("INCORRECT"));
+    // A changed name is what screen readers announce.
+    m_lblStatus->setAccessibleName(status.correct ? tr("Correct") : tr("Incorrect"));
+    m_lblAnswer->setAccessibleName(status.answerText);
     SetTextColor(m_lblStatus, status.correct ? CorrectColor : IncorrectColor);
     m_cmdWhy->setVisible(status.whyVisible);
     m_cmdCheck->hide();
@@ -537,6 +599,13 @@ bool QuestionPanel::eventFilter(QObject* watched, QEvent* event)
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonRelease:
     case QEvent::MouseMove:
+        if (auto* row = qobject_cast<QWidget*>(watched); row && row->parentWidget() == m_picQuestion
+            && static_cast<QMouseEvent*>(event)->button() == Qt::RightButton) {
+            const qint32 index = row->property("ChoiceIndex").toInt();
+            if (event->type() == QEvent::MouseButtonPress && index > 0 && index <= m_rowCount)
+                Q_EMIT strikeRequested(index);
+            return true;
+        }
         if (watched == m_fraInfo) {
             DragInfoPanel(event);
             return false;

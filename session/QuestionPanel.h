@@ -57,6 +57,10 @@ public:
     // What a click on an option's text does to its row (and the focus).
     void ToggleCheckBox(qint32 index);
     void SelectOption(qint32 index);
+    // Strike-out look of a shown row: its text struck through and dimmed.
+    // LoadChoices shows every row unstruck.
+    void SetStruck(qint32 index, bool struck);
+    bool IsStruck(qint32 index) const;
     // Beside each selector: a mark for the right option or for a wrong choice
     // (empty list: none).
     void SetRowMarks(const QList<ExamSession::RowMark>& marks);
@@ -78,6 +82,8 @@ public:
 
 Q_SIGNALS:
     void labelClicked(qint32 index);
+    // A right-click on an option row's selector or text.
+    void strikeRequested(qint32 index);
     // A box of the item on screen was checked (by a click or by code).
     void boxChecked(qint32 index);
     void whyClicked();
@@ -96,6 +102,7 @@ private:
         QLabel* Label = nullptr;
         QLabel* Mark = nullptr;
         qint32 LabelHeight = 0; // twips, measured for the current width
+        bool Struck = false;
     };
 
     ChoiceRow& RowAt(qint32 index);
@@ -105,6 +112,8 @@ private:
     QList<QAbstractButton*> Selectors(bool options) const;
     QWidget* PreviousSelector(qint32 index, bool options) const;
     static void SetOption(QRadioButton* option, bool on);
+    // "Option B: <text>, not selected" for assistive technology.
+    void UpdateRowName(qint32 index);
     void ArrangeContent();
     void UpdateScrollRange();
     void ScrollTo(qint32 value);

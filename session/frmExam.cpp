@@ -12,13 +12,20 @@
 #include "shell/frmReport.h"
 #include "shell/frmReview.h"
 
+#include <QAbstractSpinBox>
+#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScopeGuard>
+#include <QShortcut>
+#include <QTextEdit>
 #include <QTimer>
 
 namespace {
@@ -28,6 +35,24 @@ constexpr qint32 MarkTop = 120;
 constexpr qreal PageFontPoints = 12;
 constexpr int ButtonWidthPx = 120;
 constexpr int ButtonHeightPx = 34;
+constexpr int NoteMilliseconds = 6000;
+
+// Whether `widget` takes typed text, and so keeps every key to itself.
+bool IsTextField(const QWidget* widget)
+{
+    if (!widget)
+        return false;
+    if (const auto* combo = qobject_cast<const QComboBox*>(widget))
+        return combo->isEditable();
+    return qobject_cast<const QLineEdit*>(widget) || qobject_cast<const QTextEdit*>(widget)
+        || qobject_cast<const QPlainTextEdit*>(widget) || qobject_cast<const QAbstractSpinBox*>(widget);
+}
+
+// A warning colour readable on `background`, light or dark.
+QColor WarningColor(const QColor& background)
+{
+    return background.lightness() < 128 ? QColor(255, 138, 101) : QColor(179, 38, 30);
+}
 
 QRect ToPixels(const TwipsRect& rect)
 {
@@ -74,6 +99,7 @@ void frmExam::BuildPage()
     m_chkMarked = new QCheckBox(tr("&Mark this item for review"), this);
     m_chkMarked->setObjectName(QStringLiteral("chkMarked"));
     m_chkMarked->setFont(pageFont);
+    m_chkMarked->setAccessibleDescription(tr("Marked items can be revisited from the review list"));
 
     m_lblTime = new QLabel(this);
     m_lblTime->setObjectName(QStringLiteral("lblTime"));
@@ -87,11 +113,28 @@ void frmExam::BuildPage()
     m_chkMarked->resize(m_chkMarked->sizeHint().width(), qMax(m_chkMarked->sizeHint().height(), m_lblTime->height()));
     m_lblTime->resize(m_lblTime->width(), m_chkMarked->height());
 
+    m_lblNote = new QLabel(this);
+    m_lblNote->setObjectName(QStringLiteral("lblNote"));
+    m_lblNote->setFont(timeFont);
+    m_lblNote->setFrameStyle(QFrame::Box | QFrame::Plain);
+    m_lblNote->setMargin(6);
+    m_lblNote->setAutoFillBackground(true);
+    m_lblNote->setBackgroundRole(QPalette::ToolTipBase);
+    m_lblNote->setForegroundRole(QPalette::ToolTipText);
+    m_lblNote->setFocusPolicy(Qt::NoFocus);
+    m_lblNote->hide();
+    m_tmrNote = new QTimer(this);
+    m_tmrNote->setObjectName(QStringLiteral("tmrNote"));
+    m_tmrNote->setSingleShot(true);
+    m_tmrNote->setInterval(NoteMilliseconds);
+    connect(m_tmrNote, &QTimer::timeout, m_lblNote, &QWidget::hide);
+
     m_picBorder = new QuestionPanel(m_chkMarked, this);
     connect(m_picBorder, &QuestionPanel::labelClicked, this, &frmExam::LabelClicked);
     connect(m_picBorder, &QuestionPanel::boxChecked, this, &frmExam::BoxChecked);
     connect(m_picBorder, &QuestionPanel::whyClicked, this, &frmExam::cmdWhy_Click);
     connect(m_picBorder, &QuestionPanel::checkClicked, this, &frmExam::cmdCheck_Click);
+    connect(m_picBorder, &QuestionPanel::strikeRequested, this, &frmExam::ToggleStrike);
 
     m_cmdNext = MakeButton(tr("&Next"), "cmdNext", this);
     m_cmdNext->setDefault(true);
@@ -108,6 +151,13 @@ void frmExam::BuildPage()
     setTabOrder(m_cmdNext, m_cmdPrev);
     setTabOrder(m_cmdPrev, m_cmdExhibit);
     setTabOrder(m_cmdExhibit, m_cmdReview);
+
+    // Shortcuts, not key handlers: the focused radio button would otherwise
+    // take Ctrl+arrows as its own moves. A text field overrides them.
+    for (const QKeyCombination keys : { Qt::CTRL | Qt::Key_Right, Qt::CTRL | Qt::Key_Left, Qt::CTRL | Qt::Key_End }) {
+        auto* shortcut = new QShortcut(QKeySequence(keys), this);
+        connect(shortcut, &QShortcut::activated, this, [this, keys] { RunKey(keys.key(), keys.keyboardModifiers()); });
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -179,8 +229,12 @@ void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByte
     m_cmdReview->setEnabled(true);
     m_picBorder->ClearChoices();
     m_chkMarked->setChecked(false);
+    m_tmrNote->stop();
+    m_lblNote->hide();
+    ShowLowTime(false);
     m_lblTime->setText(
         FormatText(QStringLiteral("Time Remaining:  {1}"), { FormatDuration(qMax<qint32>(m_session.SecondsRemaining(), 0)) }));
+    m_lblTime->setAccessibleName(m_lblTime->text());
 
     const TwipsRect area = GetWorkArea();
     setGeometry(ToPixels(area));
@@ -242,6 +296,7 @@ void frmExam::DisplayQuestion(Question& question)
     m_picBorder->SetQuestion(question.Problem());
     setWindowTitle(m_session.Title(question));
     LoadChoices(question);
+    ShowStruck();
     m_chkMarked->setChecked(question.IsMarked());
     m_cmdExhibit->setVisible(question.HasExhibit());
     m_chkMarked->setEnabled(m_session.MarkEnabled());
@@ -370,8 +425,14 @@ void frmExam::cmdWhy_Click()
 void frmExam::Tick()
 {
     const ExamSession::TickResult tick = m_session.Tick();
-    if (tick.action == ExamSession::TickResult::ShowTime)
+    if (tick.action == ExamSession::TickResult::ShowTime) {
         m_lblTime->setText(tick.label);
+        // Assistive technology hears the time at most once a minute, every
+        // second of the last one; an own name keeps each tick's text quiet.
+        if (tick.announce)
+            m_lblTime->setAccessibleName(tick.label);
+        ShowLowTime(tick.lowTimeCue);
+    }
     if (tick.action != ExamSession::TickResult::AskForMoreTime
         || m_session.AnswerTimeQuestion(AskForMoreTime() == MessageSeam::Yes) == ExamSession::TimeAnswer::Continue)
         return;
@@ -407,6 +468,8 @@ void frmExam::StartPostExamReview()
     m_tmrTimer->stop();
     m_picBorder->SetInfoVisible(true);
     m_lblTime->hide();
+    m_tmrNote->stop();
+    m_lblNote->hide();
     // Show the item on screen as the model holds it: read-only, with its
     // status. After a time-out the page may still show an unsaved choice that
     // the score did not see; it must not look as if it counted.
@@ -482,9 +545,11 @@ void frmExam::OpenExplanation(qint16 number)
     explain.exec();
 }
 
-void frmExam::OpenReviewList()
+void frmExam::OpenReviewList(bool askToEnd)
 {
     frmReview review(*CurrentExam(), this);
+    if (askToEnd)
+        QTimer::singleShot(0, &review, &frmReview::cmdEnd_Click);
     connect(&review, &frmReview::reviewAllRequested, this, [this] {
         m_session.SetReviewMode(ExamSession::Review::All);
         GotoQuestion(1);
@@ -581,7 +646,90 @@ void frmExam::keyPressEvent(QKeyEvent* event)
         m_picBorder->ScrollPage(event->key() == Qt::Key_PageDown);
         return;
     default:
+        if (RunKey(event->key(), event->modifiers()))
+            return;
         break;
     }
     QWidget::keyPressEvent(event);
+}
+
+// ---------------------------------------------------------------------------
+// Keys, strike-out and the low-time cue
+
+bool frmExam::RunKey(int key, Qt::KeyboardModifiers modifiers)
+{
+    if (!CurrentExam() || m_session.CurrentIndex() < 1)
+        return false;
+    const ExamSession::KeyCommand command
+        = m_session.KeyCommandFor(key, modifiers, m_picBorder->RowCount(), IsTextField(QApplication::focusWidget()));
+    switch (command.action) {
+    case ExamSession::KeyCommand::None:
+        return false;
+    case ExamSession::KeyCommand::Choose:
+        // The row kind on screen: radio buttons for one answer, else boxes,
+        // whose check passes the selection limit as a click does.
+        if (CurrentQuestion().AnswerCount() == 1)
+            m_picBorder->SelectOption(command.row);
+        else
+            m_picBorder->ToggleCheckBox(command.row);
+        return true;
+    case ExamSession::KeyCommand::Strike:
+        ToggleStrike(command.row);
+        return true;
+    case ExamSession::KeyCommand::Next:
+        if (m_cmdNext->isEnabled())
+            m_cmdNext->click();
+        return true;
+    case ExamSession::KeyCommand::Prev:
+        if (m_cmdPrev->isEnabled())
+            m_cmdPrev->click();
+        return true;
+    case ExamSession::KeyCommand::End:
+        EndByKey();
+        return true;
+    }
+    return false;
+}
+
+void frmExam::EndByKey()
+{
+    SaveAnswer();
+    OpenReviewList(true);
+    if (CurrentExam() && CurrentExam()->IsEnded())
+        StartPostExamReview();
+    RetakeIfAsked();
+}
+
+void frmExam::ToggleStrike(qint32 index)
+{
+    if (m_session.ToggleStrike(index))
+        m_picBorder->SetStruck(index, m_session.IsStruck(index));
+}
+
+void frmExam::ShowStruck()
+{
+    for (qint32 row = 1; row <= m_picBorder->RowCount(); ++row)
+        m_picBorder->SetStruck(row, m_session.IsStruck(row));
+}
+
+void frmExam::ShowLowTime(bool cue)
+{
+    // An empty palette inherits the window's again, theme changes included.
+    QPalette palette;
+    if (m_session.IsLowTime())
+        palette.setColor(QPalette::WindowText, WarningColor(this->palette().color(QPalette::Window)));
+    m_lblTime->setPalette(palette);
+    if (!cue)
+        return;
+    const qint32 minutes = (m_session.SecondsRemaining() + 59) / 60;
+    m_lblNote->setText(minutes == 1 ? tr("1 minute remains.") : tr("%1 minutes remain.").arg(minutes));
+    m_lblNote->setAccessibleName(m_lblNote->text());
+    m_lblNote->adjustSize();
+    // Under the time label, right-aligned with it; never given the focus.
+    m_lblNote->move(m_lblTime->geometry().right() - m_lblNote->width(), m_lblTime->geometry().bottom() + 4);
+    m_lblNote->show();
+    m_lblNote->raise();
+    QAccessibleEvent alert(m_lblNote, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
+    m_tmrNote->start();
 }

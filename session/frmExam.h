@@ -131,9 +131,20 @@ private:
     void CloseExhibit();
     void OpenExhibit(const QString& fileName);
     void OpenExplanation(qint16 number);
-    void OpenReviewList();
+    // `askToEnd`: the list opens with its End Exam already pressed, so the
+    // candidate answers its confirmation.
+    void OpenReviewList(bool askToEnd = false);
     void OpenReport();
     void Unload();
+
+    // The sitting's keys (ExamSession::KeyCommandFor): true when one acted.
+    bool RunKey(int key, Qt::KeyboardModifiers modifiers);
+    void EndByKey();
+    void ToggleStrike(qint32 index);
+    void ShowStruck();
+    // The time label's warning colour while time is low, and the short note
+    // at the cue.
+    void ShowLowTime(bool cue);
 
     QPointer<QWidget> m_catalogue;
 
@@ -141,6 +152,8 @@ private:
 
     QCheckBox* m_chkMarked = nullptr;
     QLabel* m_lblTime = nullptr;
+    QLabel* m_lblNote = nullptr; // the low-time note, shown a few seconds
+    QTimer* m_tmrNote = nullptr;
     QuestionPanel* m_picBorder = nullptr;
     QPushButton* m_cmdNext = nullptr;
     QPushButton* m_cmdPrev = nullptr;

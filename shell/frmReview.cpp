@@ -131,6 +131,7 @@ frmReview::frmReview(Exam& exam, QWidget* owner)
         entry->setData(IndexRole, position);
         entry->setData(StatusRole, status);
         entry->setToolTip(StatusTip(status));
+        entry->setData(Qt::AccessibleTextRole, SpokenEntry(question));
         widest = std::max(widest, metrics.horizontalAdvance(entry->text()));
         if (status == Checked)
             ++marked;
@@ -194,6 +195,15 @@ QString frmReview::EntryText(const Question& question)
     if (ItemCount(question.Answer()) >= 1)
         return FormatText(QStringLiteral("{1} - {2}"), { question.Number(), AnswerLetters(question.Answer()) });
     return QString::number(question.Number());
+}
+
+QString frmReview::SpokenEntry(const Question& question)
+{
+    const QString status = StatusKey(question);
+    const QString state = status == Checked ? tr("marked") : status == Incomplete ? tr("incomplete") : tr("complete");
+    const QString answer = ItemCount(question.Answer()) >= 1 ? tr("answered %1").arg(AnswerLetters(question.Answer()))
+                                                             : tr("not answered");
+    return tr("Item %1, %2, %3").arg(question.Number()).arg(answer, state);
 }
 
 QString frmReview::ConstrainNumber(const QString& text, qsizetype count)

@@ -33,10 +33,17 @@ public:
     static QString StatusKey(const Question& question);
     // "4 - A,C", or just "4" while nothing is chosen.
     static QString EntryText(const Question& question);
+    // The entry as assistive technology reads it: "Item 7, answered A,B,
+    // incomplete"; "not answered" and "marked" / "complete" likewise.
+    static QString SpokenEntry(const Question& question);
     // The question number field's rule: a value above `count` becomes the
     // count, 0 becomes 1 (the value is that of the leading digits); empty or
     // blank text stays as it is.
     static QString ConstrainNumber(const QString& text, qsizetype count);
+
+    // What End Exam does: while the exam runs, the confirmation, then the
+    // exam ends and the report shows.
+    void cmdEnd_Click();
 
 Q_SIGNALS:
     // Navigation from now on goes through all items, from the first.
@@ -58,7 +65,6 @@ private:
     void cmdGoTo_Click();
     void cmdReviewAll_Click();
     void cmdReviewMarked_Click();
-    void cmdEnd_Click();
     void lvwReview_DblClick(QListWidgetItem* item);
     void txtQuestion_Change();
     // Hides this list, shows the report modally and closes once it returns.

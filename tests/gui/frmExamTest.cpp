@@ -128,6 +128,8 @@ private Q_SLOTS:
     void longItemScrolls();
     void retakeMissedItems();
     void studyMode();
+    void keyboardSitting();
+    void lowTimeCue();
 
 private:
     template <typename T = QWidget>
@@ -145,6 +147,15 @@ private:
             Click(name);
     }
     bool On(const QString& name) const { return W<QAbstractButton>(name)->isChecked(); }
+    // A key pressed wherever the focus is, as the candidate presses it; the
+    // window itself once a closed dialog left no focus (offscreen, nothing
+    // hands the activation back).
+    void Key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const
+    {
+        QWidget* focus = QApplication::focusWidget();
+        QTest::keyClick(focus ? focus : m_window.get(), key, modifiers);
+    }
+    QString Name(const QString& name) const { return W(name)->accessibleName(); }
     QString Text(const QString& name) const { return W<QLabel>(name)->text(); }
     static Question& Item(int index) { return CurrentExam()->Questions().Item(index); }
     // The information panel: answer key, status and the status's colour.
@@ -535,6 +546,92 @@ void frmExamTest::studyMode()
     Click("cmdReview");
     QCOMPARE(ended.size(), 1);
     QVERIFY(ended[0].isStudy && ended[0].items.size() == 2 && ended[0].obtained == 500);
+}
+
+void frmExamTest::keyboardSitting()
+{
+    Start();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    QCOMPARE(QApplication::focusWidget(), W("optChoices1"));
+    Key(Qt::Key_C);
+    Key(Qt::Key_D); // item 1 has three options
+    QVERIFY(On("optChoices3") && !On("optChoices1"));
+    QCOMPARE(Name("optChoices3"), QString("Option C: Option 3, selected"));
+    Key(Qt::Key_Right, Qt::ControlModifier); // not the radio buttons' own move
+    QCOMPARE(m_window->CurrentIndex(), qint16(2));
+
+    // Boxes toggle through the limit of 2; a struck option can still be chosen.
+    Key(Qt::Key_A);
+    Key(Qt::Key_3);
+    Key(Qt::Key_B);
+    QCOMPARE(Messages().size(), 1);
+    Key(Qt::Key_B, Qt::ShiftModifier);
+    Key(Qt::Key_1);
+    Key(Qt::Key_B);
+    QVERIFY(!On("chkChoices1") && On("chkChoices2") && On("chkChoices3"));
+    QCOMPARE(Name("chkChoices2"), QString("Option B: Option 2, selected, struck out"));
+    QTest::mouseClick(W("lblChoices4"), Qt::RightButton);
+    QTest::mouseClick(W("chkChoices4"), Qt::RightButton);
+    QVERIFY(!On("chkChoices4") && !W<QLabel>("lblChoices4")->font().strikeOut());
+
+    // Strikes stay with their item; Next and Previous keys work from a button
+    // too, and the mnemonics keep theirs.
+    W("cmdReview")->setFocus();
+    Key(Qt::Key_Left, Qt::ControlModifier);
+    QVERIFY(m_window->CurrentIndex() == 1 && !W<QLabel>("lblChoices2")->font().strikeOut());
+    Key(Qt::Key_N, Qt::AltModifier); // a mnemonic presses its button after a short flash
+    QTRY_COMPARE(m_window->CurrentIndex(), qint16(2));
+    QVERIFY(W<QLabel>("lblChoices2")->font().strikeOut());
+
+    // Ctrl+End asks through the review list; No keeps the exam running. The
+    // list's End press is queued behind the step, which lets it run.
+    MessageSeam::SetNextAnswer(MessageSeam::No);
+    auto listed = WhenModal<frmReview>([](frmReview*) { QCoreApplication::processEvents(); });
+    Key(Qt::Key_End, Qt::ControlModifier);
+    QVERIFY(*listed && !CurrentExam()->IsEnded());
+    QCOMPARE(Messages(), QStringList { "36:Are you sure you want to end the exam?" });
+    MessageSeam::SetNextAnswer(MessageSeam::Yes);
+    std::shared_ptr<bool> reported;
+    listed = WhenModal<frmReview>([&reported](frmReview*) {
+        reported = WhenModal<frmReport>();
+        QCoreApplication::processEvents();
+    });
+    Key(Qt::Key_End, Qt::ControlModifier);
+    QVERIFY(*listed && reported && *reported);
+    QVERIFY(CurrentExam()->IsEnded() && Item(2).Answer() == "2,3");
+
+    // Afterwards the rows are read-only to keys too, and nothing is struck.
+    QCOMPARE(Name("lblStatus"), QString("Incorrect"));
+    Key(Qt::Key_Right, Qt::ControlModifier);
+    Key(Qt::Key_A);
+    Key(Qt::Key_B, Qt::ShiftModifier);
+    QVERIFY(m_window->CurrentIndex() == 2 && !On("chkChoices1"));
+    QVERIFY(!W<QLabel>("lblChoices2")->font().strikeOut());
+}
+
+// The cue changes the time's colour and shows a note for a few seconds,
+// without a box, a moved focus or a changed clock.
+void frmExamTest::lowTimeCue()
+{
+    Start(Standard, 6);
+    const QColor normal = W("lblTime")->palette().color(QPalette::WindowText);
+    QWidget* focus = QApplication::focusWidget();
+    for (int i = 0; i < 59; ++i)
+        m_window->Tick();
+    QVERIFY(!W("lblNote")->isVisible());
+    m_window->Tick();
+    QVERIFY(W("lblNote")->isVisible() && W<QTimer>("tmrNote")->isActive());
+    QCOMPARE(W<QLabel>("lblNote")->text(), QString("5 minutes remain."));
+    QVERIFY(W("lblTime")->palette().color(QPalette::WindowText) != normal);
+    QVERIFY(Messages().isEmpty() && QApplication::focusWidget() == focus);
+    QCOMPARE(m_window->SecondsRemaining(), qint16(300));
+    // Assistive technology is told the time once a minute here.
+    m_window->Tick();
+    QCOMPARE(Name("lblTime"), QString("Time Remaining:  00:05:00"));
+    QCOMPARE(Text("lblTime"), QString("Time Remaining:  00:04:59"));
+    for (int i = 0; i < 240; ++i)
+        m_window->Tick();
+    QCOMPARE(W<QLabel>("lblNote")->text(), QString("1 minute remains."));
 }
 
 QTEST_MAIN(frmExamTest)

@@ -170,6 +170,9 @@ void frmExhibitTest::tallPictureScrolls()
     QCOMPARE(picture->y(), 0);
     QTest::mouseClick(window.findChild<QPushButton*>("cmdClose"), Qt::LeftButton);
     QVERIFY(!window.isVisible());
+    window.show();
+    QTest::keyClick(&window, Qt::Key_Escape);
+    QVERIFY(!window.isVisible());
 }
 
 QTEST_MAIN(frmExhibitTest)

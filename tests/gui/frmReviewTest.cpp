@@ -64,14 +64,15 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("text"); // starts with the item's number
         QTest::addColumn<QString>("status");
-        QTest::newRow("answered") << "1 - B" << "Complete";
-        QTest::newRow("one of two chosen") << "2 - A" << "Incomplete";
-        QTest::newRow("unanswered") << "3" << "Incomplete";
-        QTest::newRow("marked and answered") << "4 - A,C" << "Checked";
-        QTest::newRow("marked and unanswered") << "5" << "Checked";
-        QTest::newRow("no solution, no answer") << "6" << "Complete";
-        QTest::newRow("two of three chosen") << "7 - A,B" << "Incomplete";
-        QTest::newRow("more chosen than required") << "8 - A,B,C" << "Complete";
+        QTest::addColumn<QString>("spoken"); // for assistive technology
+        QTest::newRow("answered") << "1 - B" << "Complete" << "Item 1, answered B, complete";
+        QTest::newRow("one of two chosen") << "2 - A" << "Incomplete" << "Item 2, answered A, incomplete";
+        QTest::newRow("unanswered") << "3" << "Incomplete" << "Item 3, not answered, incomplete";
+        QTest::newRow("marked and answered") << "4 - A,C" << "Checked" << "Item 4, answered A,C, marked";
+        QTest::newRow("marked and unanswered") << "5" << "Checked" << "Item 5, not answered, marked";
+        QTest::newRow("no solution, no answer") << "6" << "Complete" << "Item 6, not answered, complete";
+        QTest::newRow("two of three chosen") << "7 - A,B" << "Incomplete" << "Item 7, answered A,B, incomplete";
+        QTest::newRow("more chosen than required") << "8 - A,B,C" << "Complete" << "Item 8, answered A,B,C, complete";
     }
 
     void entries()
@@ -85,6 +86,7 @@ private Q_SLOTS:
         QVERIFY(Child<QPushButton>("cmdReviewMarked")->isEnabled());
         const QListWidgetItem* entry = list->item(row);
         QCOMPARE(entry->text(), text);
+        QTEST(entry->data(Qt::AccessibleTextRole).toString(), "spoken");
         QCOMPARE(entry->data(frmReview::IndexRole).toInt(), row + 1);
         // The icon drawn is the status picture (and not two null pictures).
         const QSize size = list->iconSize();

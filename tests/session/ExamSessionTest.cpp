@@ -361,6 +361,115 @@ private Q_SLOTS:
         QCOMPARE(ExamSession::ScaledMinutes(500, 1000, 900), qint16(546)); // what the clock holds
     }
 
+    // The sitting's keys: `state` is taking, study-checked or ended.
+    void keyCommands_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<bool>("textFocus");
+        QTest::addColumn<QString>("state");
+        QTest::addColumn<QString>("command");
+        const int none = Qt::NoModifier, shift = Qt::ShiftModifier, ctrl = Qt::ControlModifier, alt = Qt::AltModifier;
+        const int keypad = Qt::KeypadModifier;
+        QTest::newRow("letter A") << int(Qt::Key_A) << none << false << "taking" << "choose 1";
+        QTest::newRow("last letter of four") << int(Qt::Key_D) << none << false << "taking" << "choose 4";
+        QTest::newRow("letter past the rows") << int(Qt::Key_E) << none << false << "taking" << "none";
+        QTest::newRow("letter Z, no such row") << int(Qt::Key_Z) << none << false << "taking" << "none";
+        QTest::newRow("digit 3") << int(Qt::Key_3) << none << false << "taking" << "choose 3";
+        QTest::newRow("keypad digit 2") << int(Qt::Key_2) << keypad << false << "taking" << "choose 2";
+        QTest::newRow("digit 0") << int(Qt::Key_0) << none << false << "taking" << "none";
+        QTest::newRow("shift letter strikes") << int(Qt::Key_B) << shift << false << "taking" << "strike 2";
+        QTest::newRow("shift digit") << int(Qt::Key_2) << shift << false << "taking" << "none";
+        QTest::newRow("alt letter is a mnemonic") << int(Qt::Key_N) << alt << false << "taking" << "none";
+        QTest::newRow("ctrl letter") << int(Qt::Key_A) << ctrl << false << "taking" << "none";
+        QTest::newRow("ctrl right") << int(Qt::Key_Right) << ctrl << false << "taking" << "next";
+        QTest::newRow("ctrl left") << int(Qt::Key_Left) << ctrl << false << "taking" << "prev";
+        QTest::newRow("plain right is the buttons'") << int(Qt::Key_Right) << none << false << "taking" << "none";
+        QTest::newRow("ctrl shift right") << int(Qt::Key_Right) << ctrl + shift << false << "taking" << "none";
+        QTest::newRow("ctrl end") << int(Qt::Key_End) << ctrl << false << "taking" << "end";
+        QTest::newRow("text field keeps a letter") << int(Qt::Key_A) << none << true << "taking" << "none";
+        QTest::newRow("text field keeps ctrl right") << int(Qt::Key_Right) << ctrl << true << "taking" << "none";
+        QTest::newRow("text field keeps ctrl end") << int(Qt::Key_End) << ctrl << true << "taking" << "none";
+        QTest::newRow("ended: no choosing") << int(Qt::Key_A) << none << false << "ended" << "none";
+        QTest::newRow("ended: no striking") << int(Qt::Key_A) << shift << false << "ended" << "none";
+        QTest::newRow("ended: next still moves") << int(Qt::Key_Right) << ctrl << false << "ended" << "next";
+        QTest::newRow("ended: no second end") << int(Qt::Key_End) << ctrl << false << "ended" << "none";
+        QTest::newRow("checked study item") << int(Qt::Key_A) << none << false << "checked" << "none";
+    }
+
+    void keyCommands()
+    {
+        QFETCH(int, key);
+        QFETCH(int, modifiers);
+        QFETCH(bool, textFocus);
+        QFETCH(QString, state);
+        auto exam = MakeExam(Keys(2));
+        ExamSession session;
+        session.Start(*exam, state == "checked" ? ExamSession::Kind::Study : ExamSession::Kind::Exam);
+        if (state == "checked")
+            session.Check();
+        if (state == "ended")
+            exam->EndExam();
+        const ExamSession::KeyCommand command
+            = session.KeyCommandFor(key, Qt::KeyboardModifiers(modifiers), 4, textFocus);
+        const char* names[] = { "none", "choose", "strike", "next", "prev", "end" };
+        QString shown = names[command.action];
+        if (command.row)
+            shown += QString(" %1").arg(command.row);
+        QTEST(shown, "command");
+    }
+
+    // Struck rows are kept per item while the exam runs and forgotten after.
+    void strikeOut()
+    {
+        auto exam = MakeExam(Keys(2));
+        ExamSession session;
+        session.Start(*exam);
+        QVERIFY(session.ToggleStrike(2) && session.ToggleStrike(3) && session.ToggleStrike(2));
+        QVERIFY(!session.IsStruck(2) && session.IsStruck(3));
+        QVERIFY(!session.ToggleStrike(0));
+        session.SetCurrentIndex(2);
+        QVERIFY(!session.IsStruck(3));
+        session.SetCurrentIndex(1);
+        QVERIFY(session.IsStruck(3));
+        exam->EndExam();
+        QVERIFY(!session.ToggleStrike(1));
+        session.StartPostExamReview();
+        QVERIFY(!session.IsStruck(3));
+    }
+
+    // Assistive technology hears the time each minute and every second of the
+    // last one; the low-time cue comes at 5 minutes and at 1, extra time ends
+    // the warning.
+    void lowTimeAndAnnouncements()
+    {
+        auto exam = MakeExam(Keys(1), {}, 6);
+        ExamSession session;
+        session.Start(*exam);
+        QList<int> cues;
+        int announced = 0, lowFrom = -1;
+        for (int i = 0; i < 360; ++i) {
+            const ExamSession::TickResult tick = session.Tick();
+            const int left = session.SecondsRemaining();
+            if (tick.lowTimeCue)
+                cues.append(left);
+            announced += tick.announce;
+            if (tick.announce && left >= 60)
+                QCOMPARE(left % 60, 0);
+            if (lowFrom < 0 && session.IsLowTime())
+                lowFrom = left;
+        }
+        QCOMPARE(cues, QList<int>({ 300, 60 }));
+        QCOMPARE(announced, 5 + 60); // 05:00 .. 01:00, then 00:59 .. 00:00
+        QCOMPARE(lowFrom, 300);
+        session.Tick();
+        session.AnswerTimeQuestion(true);
+        QVERIFY(!session.IsLowTime());
+        ExamSession study;
+        study.Start(*exam, ExamSession::Kind::Study);
+        QVERIFY(!study.IsLowTime());
+    }
+
     void parseAnswer_data()
     {
         QTest::addColumn<QString>("answer");
