@@ -8,6 +8,7 @@
 #include <QHash>
 
 #include <array>
+#include <memory>
 
 namespace {
 
@@ -20,67 +21,91 @@ constexpr qint32 BadAlgorithm = static_cast<qint32>(0x80090008u);
 constexpr int KeyBytes = 5;
 
 // RC4 restarts from a fresh key schedule for every text, so every text under
-// one phrase is XORed with the same keystream. The keystream is kept per
-// phrase and extended on demand, which makes deciphering a text a plain XOR.
+// one phrase is XORed with the same keystream. Its first CachedBytes bytes are
+// made once per phrase and never change afterwards, so a pointer into them
+// stays valid for as long as the Keystream lives; a longer text continues from
+// a copy of the generator state saved after that prefix, on the stack, so no
+// keystream longer than the prefix is ever kept.
 class Keystream
 {
 public:
+    // Item texts are a few KiB; a longer one costs one extra pass of RC4.
+    static constexpr qsizetype CachedBytes = 64 * 1024;
+
     explicit Keystream(const QByteArray& key)
     {
         for (int n = 0; n < 256; ++n)
-            m_state[n] = quint8(n);
+            m_after.state[n] = quint8(n);
         quint8 j = 0;
         for (int n = 0; n < 256; ++n) {
-            j = quint8(j + m_state[n] + quint8(key[n % key.size()]));
-            std::swap(m_state[n], m_state[j]);
+            j = quint8(j + m_after.state[n] + quint8(key[n % key.size()]));
+            std::swap(m_after.state[n], m_after.state[j]);
         }
+        m_prefix.resize(CachedBytes);
+        m_after.Generate(m_prefix.data(), CachedBytes);
     }
 
-    const char* Bytes(qsizetype count)
-    {
-        if (m_stream.size() < count) {
-            const qsizetype old = m_stream.size();
-            const qsizetype grown = qMax(count, qMin<qsizetype>(old * 2, old + (16 << 20)));
-            m_stream.resize(grown);
-            for (qsizetype n = old; n < grown; ++n) {
-                m_i = quint8(m_i + 1);
-                m_j = quint8(m_j + m_state[m_i]);
-                std::swap(m_state[m_i], m_state[m_j]);
-                m_stream[n] = char(m_state[quint8(m_state[m_i] + m_state[m_j])]);
-            }
-        }
-        return m_stream.constData();
-    }
+    // The first `count` keystream bytes, or nullptr when count > CachedBytes.
+    const char* Prefix(qsizetype count) const { return count <= CachedBytes ? m_prefix.constData() : nullptr; }
 
-    void Apply(QByteArray& data)
+    void Apply(char* bytes, qsizetype count) const
     {
-        const char* stream = Bytes(data.size());
-        char* bytes = data.data();
-        for (qsizetype n = 0; n < data.size(); ++n)
-            bytes[n] ^= stream[n];
+        const qsizetype cached = qMin(count, CachedBytes);
+        for (qsizetype n = 0; n < cached; ++n)
+            bytes[n] ^= m_prefix[n];
+        if (count > cached) {
+            Generator more = m_after;
+            more.Xor(bytes + cached, count - cached);
+        }
     }
 
 private:
-    std::array<quint8, 256> m_state {};
-    quint8 m_i = 0;
-    quint8 m_j = 0;
-    QByteArray m_stream;
+    struct Generator
+    {
+        std::array<quint8, 256> state {};
+        quint8 i = 0;
+        quint8 j = 0;
+
+        quint8 Next()
+        {
+            i = quint8(i + 1);
+            j = quint8(j + state[i]);
+            std::swap(state[i], state[j]);
+            return state[quint8(state[i] + state[j])];
+        }
+        void Generate(char* out, qsizetype count)
+        {
+            for (qsizetype n = 0; n < count; ++n)
+                out[n] = char(Next());
+        }
+        void Xor(char* out, qsizetype count)
+        {
+            for (qsizetype n = 0; n < count; ++n)
+                out[n] ^= char(Next());
+        }
+    };
+
+    QByteArray m_prefix;
+    Generator m_after; // the state after the prefix
 };
 
+using KeystreamPtr = std::shared_ptr<const Keystream>;
+
 // Keystreams by pass-phrase bytes. The program uses two phrases (records and
-// the remembered password); the cap only guards against a caller that
-// cycles through many.
-Keystream& KeystreamFor(const QByteArray& phrase)
+// the remembered password); the cap bounds memory for a caller that cycles
+// through many. Callers hold their own reference, so dropping an entry never
+// frees a keystream in use.
+KeystreamPtr KeystreamFor(const QByteArray& phrase)
 {
-    static QHash<QByteArray, std::shared_ptr<Keystream>> cache;
-    auto found = cache.find(phrase);
-    if (found == cache.end()) {
-        if (cache.size() >= 16)
-            cache.clear();
-        const QByteArray digest = QCryptographicHash::hash(phrase, QCryptographicHash::Md5);
-        found = cache.insert(phrase, std::make_shared<Keystream>(digest.left(KeyBytes)));
-    }
-    return **found;
+    constexpr qsizetype MaxPhrases = 16;
+    static QHash<QByteArray, KeystreamPtr> cache;
+    auto found = cache.constFind(phrase);
+    if (found != cache.constEnd())
+        return *found;
+    if (cache.size() >= MaxPhrases)
+        cache.clear();
+    const QByteArray digest = QCryptographicHash::hash(phrase, QCryptographicHash::Md5);
+    return *cache.insert(phrase, std::make_shared<const Keystream>(digest.left(KeyBytes)));
 }
 
 bool Transform(QByteArray& data, const QString& passPhrase, quint32 algorithm, quint32 hashAlgorithm,
@@ -94,17 +119,17 @@ bool Transform(QByteArray& data, const QString& passPhrase, quint32 algorithm, q
             return false;
         if (algorithm != CryptoAPI::CALG_RC4 || hashAlgorithm != CryptoAPI::CALG_MD5)
             Error::Raise(BadAlgorithm, source, QStringLiteral("System Error: 0x80090008\nInvalid algorithm specified."));
-        KeystreamFor(phrase).Apply(data);
+        KeystreamFor(phrase)->Apply(data.data(), data.size());
         return true;
     } catch (...) {
         Error::Rethrow(source);
     }
 }
 
-Keystream& RecordKeystream()
+const Keystream& RecordKeystream()
 {
-    static Keystream& stream = KeystreamFor(Ansi::FromUnicode(CryptoAPI::RecordPassPhrase()));
-    return stream;
+    static const KeystreamPtr stream = KeystreamFor(Ansi::FromUnicode(CryptoAPI::RecordPassPhrase()));
+    return *stream;
 }
 
 } // namespace
@@ -150,8 +175,7 @@ const QString& RecordPassPhrase()
 void WriteSecureData(File& target, const QString& value)
 {
     QByteArray bytes = Ansi::FromUnicode(value);
-    if (!bytes.isEmpty())
-        RecordKeystream().Apply(bytes);
+    RecordKeystream().Apply(bytes.data(), bytes.size());
     target.WriteData(bytes, -1);
 }
 
@@ -160,8 +184,15 @@ void ReadSecureData(File& source, QString& value)
     // One scratch block serves every record text: the program reads on one
     // thread, and a load deciphers hundreds of thousands of texts.
     static QByteArray scratch;
-    if (source.ReadCountedBytes(scratch) > 0)
-        value = Ansi::ToUnicodeMasked(scratch.constData(), RecordKeystream().Bytes(scratch.size()), scratch.size());
+    if (source.ReadCountedBytes(scratch) > 0) {
+        const Keystream& stream = RecordKeystream();
+        if (const char* prefix = stream.Prefix(scratch.size())) {
+            value = Ansi::ToUnicodeMasked(scratch.constData(), prefix, scratch.size());
+        } else {
+            stream.Apply(scratch.data(), scratch.size());
+            value = Ansi::ToUnicode(scratch);
+        }
+    }
     if (scratch.capacity() > (1 << 20))
         scratch = QByteArray();
 }

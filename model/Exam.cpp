@@ -5,6 +5,13 @@
 #include "model/File.h"
 
 namespace {
+
+[[noreturn]] void RaiseDamagedHeader(const QString& what, qint32 count)
+{
+    Error::Raise(ErrorNumber::DamagedFile, QString(),
+        QStringLiteral("The exam file is damaged: its header holds %1 of %2 bytes").arg(what).arg(count));
+}
+
 const QString SrcLoadHeader = QStringLiteral("Exam::LoadHeader()");
 // Load raises under Save's name too; callers and logs know it by that name.
 const QString SrcSave = QStringLiteral("Exam::Save()");
@@ -13,14 +20,37 @@ const QString SrcSave = QStringLiteral("Exam::Save()");
 Exam::Exam() = default;
 Exam::~Exam() = default;
 
-void Exam::ReadHeader(File& file)
+void Exam::ReadHeader(File& file, ReservedBlock reserved)
 {
-    file.ReadData(m_reserved, -1);
-    file.ReadData(m_code, -1);
-    file.ReadData(m_name, -1);
+    qint32 count = 0;
+    file.ReadData(count);
+    if (reserved == ReservedBlock::Skip) {
+        // Skipped by its count: a hostile count in a sparse file costs a seek,
+        // not a read of gigabytes. Past the end, the reads that follow come
+        // up short and the header is incomplete.
+        if (count > 0)
+            file.SeekTo(count, File::FromCurrent);
+    } else if (count > MaxReservedBlock) {
+        RaiseDamagedHeader(QStringLiteral("a reserved block"), count);
+    } else if (count > 0) {
+        file.ReadData(m_reserved, count);
+    }
+    ReadHeaderText(file, m_code);
+    ReadHeaderText(file, m_name);
     file.ReadData(m_maxScore);
     file.ReadData(m_passScore);
     m_headerComplete = file.ReadData(m_duration) == 2;
+}
+
+void Exam::ReadHeaderText(File& file, QString& text)
+{
+    qint32 count = 0;
+    file.ReadData(count);
+    if (count > MaxHeaderText)
+        RaiseDamagedHeader(QStringLiteral("a text"), count);
+    // As a counted text read: a count of 0 or less leaves the text as it was.
+    if (count > 0)
+        file.ReadData(text, count);
 }
 
 void Exam::WriteHeader(File& file) const
@@ -39,7 +69,7 @@ bool Exam::LoadHeader(const QString& path)
     try {
         File file;
         file.OpenFile(path, File::BinaryMode, File::GenericRead, File::OpenExisting);
-        ReadHeader(file);
+        ReadHeader(file, ReservedBlock::Skip);
         result = true;
         m_fileName = path;
     } catch (...) {

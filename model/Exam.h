@@ -19,12 +19,16 @@ public:
     Exam(const Exam&) = delete;
     Exam& operator=(const Exam&) = delete;
 
-    // Reads only the header of `path`. A file that ends inside the header
-    // leaves the fields the short reads produced; a missing or unreadable file
-    // raises under "Exam::LoadHeader()". FileName keeps `path` as given.
+    // Reads only the header of `path`, skipping the reserved block (Reserved
+    // is left as it was). A file that ends inside the header leaves the
+    // fields the short reads produced; a missing or unreadable file, or one
+    // that is not a regular file, raises under "Exam::LoadHeader()", and so
+    // does a code or name longer than MaxHeaderText bytes (a damaged header).
+    // FileName keeps `path` as given.
     bool LoadHeader(const QString& path);
 
-    // Replaces the questions with the file's. Errors raise under
+    // Replaces the questions with the file's (a reserved block over
+    // MaxReservedBlock is a damaged file). Errors raise under
     // "Exam::Save()" (the same name as Save's); a file that ends inside a
     // record is an error too (unlike LoadHeader, which keeps partial values).
     bool Load(const QString& path);
@@ -68,11 +72,19 @@ public:
     // whole means every field before it did too.
     bool IsHeaderComplete() const { return m_headerComplete; }
 
+    // Longest code or name a header may hold, in bytes; real ones are a line.
+    static constexpr qint32 MaxHeaderText = 64 * 1024;
+    // Longest reserved block Load reads, in bytes; longer is a damaged file.
+    static constexpr qint32 MaxReservedBlock = 16 * 1024 * 1024;
+
+    enum class ReservedBlock { Read, Skip };
     // The header record at the file's position, shared with the full record.
-    void ReadHeader(File& file);
+    void ReadHeader(File& file, ReservedBlock reserved = ReservedBlock::Read);
     void WriteHeader(File& file) const;
 
 private:
+    static void ReadHeaderText(File& file, QString& text);
+
     QString m_code;
     QString m_name;
     qint16 m_duration = 0;

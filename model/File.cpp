@@ -92,7 +92,10 @@ bool File::OpenFile(const QString& fileName, qint32 mode, quint32 access, quint3
         m_mode = mode;
         m_access = access;
 
-        int flags = O_CLOEXEC;
+        // Non-blocking so that a FIFO or device never stalls the open; what
+        // the descriptor turns out to be is checked on it afterwards (fstat,
+        // not a stat of the name, so the check is about what was opened).
+        int flags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
         const bool canRead = access & GenericRead;
         const bool canWrite = access & GenericWrite;
         flags |= canRead && canWrite ? O_RDWR : canWrite ? O_WRONLY : O_RDONLY;
@@ -112,9 +115,11 @@ bool File::OpenFile(const QString& fileName, qint32 mode, quint32 access, quint3
         } while (fd < 0 && errno == EINTR);
         CheckApiResult(fd >= 0);
 
+        // Only regular files hold records: a directory is EISDIR, anything
+        // else (FIFO, socket, device) EINVAL.
         struct stat st {};
-        if (::fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
-            const int code = S_ISDIR(st.st_mode) ? EISDIR : errno;
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+            const int code = S_ISDIR(st.st_mode) ? EISDIR : S_ISREG(st.st_mode) ? errno : EINVAL;
             ::close(fd);
             RaiseErrno(code);
         }
@@ -410,10 +415,11 @@ bool File::ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCount,
     return true;
 }
 
-void File::WriteTextBytes(const QByteArray& bytes, qint32 length)
+void File::WriteTextBytes(const QByteArray& bytes, qint32 length, bool isBlock)
 {
     if (length < 0) {
-        WriteScalar<qint32>(static_cast<qint32>(bytes.size()));
+        // Through WriteData itself: in text mode the count is written as text.
+        WriteData(static_cast<qint32>(bytes.size()));
         WriteBytes(bytes.constData(), bytes.size());
     } else if (length > 0) {
         const qint64 n = qMin<qint64>(length, bytes.size());
@@ -422,7 +428,8 @@ void File::WriteTextBytes(const QByteArray& bytes, qint32 length)
             const QByteArray padding(length - n, '\0');
             WriteBytes(padding.constData(), padding.size());
         }
-    } else {
+    } else if (!isBlock || m_mode == TextMode) {
+        // A block with length 0 writes nothing, unless text mode makes it a text.
         WriteBytes(bytes.constData(), bytes.size());
     }
 }
@@ -674,7 +681,7 @@ void File::WriteData(const QString& data, qint32 length)
 void File::WriteData(const QByteArray& data, qint32 length)
 {
     try {
-        WriteTextBytes(data, length);
+        WriteTextBytes(data, length, true);
     } catch (...) {
         Error::Rethrow(SrcWrite);
     }

@@ -186,7 +186,7 @@ private:
     qint32 ReadNumberAsText(T& data, qint32 length);
     bool ReadTextBytes(QByteArray& bytes, qint32 length, qsizetype fixedCount, qint32& delivered);
     qint64 ReadCapped(QByteArray& bytes, qint64 count);
-    void WriteTextBytes(const QByteArray& bytes, qint32 length);
+    void WriteTextBytes(const QByteArray& bytes, qint32 length, bool isBlock = false);
 
     int m_fd = -1;
     QString m_name;

@@ -1,3 +1,4 @@
+#include "common/FifoGuard.h"
 #include "common/TestUtil.h"
 #include "model/Error.h"
 #include "model/File.h"
@@ -64,9 +65,15 @@ void FileTest::encoding_data()
     QTest::addColumn<qint32>("length");
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QVariant>("readBack"); // what a read with the same length gives
+    QTest::addColumn<qint32>("mode");
 
     auto row = [](const char* name, QVariant value, qint32 length, const char* hex, QVariant back = {}) {
-        QTest::newRow(name) << value << length << QByteArray::fromHex(hex) << (back.isValid() ? back : value);
+        QTest::newRow(name) << value << length << QByteArray::fromHex(hex) << (back.isValid() ? back : value)
+                            << File::BinaryMode;
+    };
+    // Written in text mode, not read back.
+    auto textRow = [](const char* name, QVariant value, qint32 length, const char* text) {
+        QTest::newRow(name) << value << length << QByteArray(text) << QVariant() << File::TextMode;
     };
     row("int16", QVariant::fromValue(qint16(-2)), 0, "feff");
     row("int32", QVariant::fromValue(qint32(0x01020304)), 0, "04030201");
@@ -88,6 +95,11 @@ void FileTest::encoding_data()
     row("block fixed width", QByteArray("\x01\x02\x03"), 2, "0102", QByteArray("\x01\x02"));
     row("empty block with count", QByteArray(), -1, "00000000");
     row("date from a QDateTime", QDateTime(QDate(1900, 1, 1), QTime(18, 0)), 0, "0000000000000640");
+    row("block with length 0 writes nothing", QByteArray("\x01\x02"), 0, "", QByteArray());
+    textRow("text mode: count as text", QString("ABC"), -1, "3ABC");
+    textRow("text mode: empty text's count", QString(""), -1, "0");
+    textRow("text mode: block's count as text", QByteArray("xy"), -1, "2xy");
+    textRow("text mode: block with length 0 is a text", QByteArray("xy"), 0, "xy");
 }
 
 void FileTest::encoding()
@@ -95,14 +107,17 @@ void FileTest::encoding()
     QFETCH(QVariant, value);
     QFETCH(qint32, length);
     QFETCH(QByteArray, bytes);
+    QFETCH(qint32, mode);
     File file;
-    file.OpenFile(PathOf("value.bin"), File::BinaryMode, File::GenericRead | File::GenericWrite, File::CreateAlways);
+    file.OpenFile(PathOf("value.bin"), mode, File::GenericRead | File::GenericWrite, File::CreateAlways);
     file.WriteData(value, length);
-    file.SeekTo(0, File::FromStart);
-    QVariant back(value.metaType());
-    file.ReadData(back, length);
-    QTEST(back, "readBack");
-    QVERIFY(file.Eof());
+    if (mode == File::BinaryMode) {
+        file.SeekTo(0, File::FromStart);
+        QVariant back(value.metaType());
+        file.ReadData(back, length);
+        QTEST(back, "readBack");
+        QVERIFY(file.Eof());
+    }
     file.CloseFile();
     QCOMPARE(ReadAll(PathOf("value.bin")).toHex(), bytes.toHex());
 }
@@ -153,6 +168,9 @@ void FileTest::openErrors_data()
     QTest::newRow("no read permission") << "secret.bin" << File::OpenExisting << EACCES;
     QTest::newRow("missing folder on create") << "nowhere/x.exam" << File::CreateAlways << ENOENT;
     QTest::newRow("empty name") << "" << File::OpenExisting << ENOENT;
+    QTest::newRow("FIFO") << "fifo" << File::OpenExisting << EINVAL;
+    QTest::newRow("FIFO on create") << "fifo" << File::CreateAlways << EINVAL;
+    QTest::newRow("character device") << "/dev/null" << File::OpenExisting << EINVAL;
 }
 
 void FileTest::openErrors()
@@ -164,9 +182,11 @@ void FileTest::openErrors()
         QSKIP("root reads any file");
     QDir(m_dir->path()).mkdir("sub");
     QFile::setPermissions(WriteFile("secret.bin", "x"), QFileDevice::WriteOwner);
+    const QString fifo = TestUtil::MakeFifo(PathOf("fifo"));
     File file;
-    const Error e = Raised([&] {
-        file.OpenFile(name.isEmpty() ? name : PathOf(name), File::BinaryMode, File::GenericRead, disposition);
+    const Error e = TestUtil::RaisedWithoutBlocking(fifo, [&] {
+        file.OpenFile(name.isEmpty() || name.startsWith('/') ? name : PathOf(name), File::BinaryMode,
+            File::GenericRead | (disposition == File::CreateAlways ? File::GenericWrite : 0), disposition);
     });
     QCOMPARE(e.Number(), number);
     QCOMPARE(e.Source(), QString("File::OpenFile()"));

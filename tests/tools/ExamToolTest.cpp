@@ -1,3 +1,4 @@
+#include "common/FifoGuard.h"
 #include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "tests/common/DamagedVariants.h"
@@ -221,6 +222,12 @@ void ExamToolTest::commandErrors_data()
         << QStringList { "compile", QStringLiteral(SAMPLE_DIR "/PRAC-101.json"), missing + "/x.exam" }
         << "practorium-exam: Exam::Save(): System Error: 0x2 ";
     QTest::newRow("dump a folder") << QStringList { "dump", m_dir.path() } << "practorium-exam: Exam::Save(): ";
+    // Neither may block in the open (the run's time limit catches it).
+    const QString fifo = TestUtil::MakeFifo(m_dir.filePath("fifo"));
+    QTest::newRow("dump a FIFO") << QStringList { "dump", fifo }
+                                 << "practorium-exam: Exam::Save(): System Error: 0x16 Invalid argument";
+    QTest::newRow("compile a FIFO") << QStringList { "compile", fifo, missing + ".exam" }
+                                    << "practorium-exam: " + fifo + ": not a regular file";
 }
 
 void ExamToolTest::commandErrors()

@@ -39,6 +39,9 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -80,9 +83,21 @@ void ReportError(const Error& error, const QString& command)
 
 QByteArray ReadSource(const QString& path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    // Opened without blocking and checked on the descriptor, so a FIFO or
+    // device named as the source is refused instead of waited on.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (fd < 0)
+        Error::Raise(ErrorNumber::InvalidCall, path, QString::fromLocal8Bit(std::strerror(errno)));
+    struct stat status {};
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        ::close(fd);
+        Error::Raise(ErrorNumber::InvalidCall, path, QStringLiteral("not a regular file"));
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
         Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
+    }
     const QByteArray bytes = file.read(MaxSourceBytes + 1);
     if (file.error() != QFileDevice::NoError)
         Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
