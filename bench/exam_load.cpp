@@ -8,6 +8,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
@@ -124,6 +125,38 @@ int MeasureMemory(const QString& path)
     return exam.Questions().Count() == ItemCount ? 0 : 1;
 }
 
+// A 4 GiB sparse file whose reserved-block and code counts are 0x7FFFFFFF.
+bool WriteHostileExam(const QString& path)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const char count[] = { char(0xFF), char(0xFF), char(0xFF), 0x7F };
+    const bool written = fd >= 0 && ::ftruncate(fd, qint64(4) << 30) == 0 && ::pwrite(fd, count, 4, 0) == 4
+        && ::pwrite(fd, count, 4, 4 + 0x7FFFFFFFLL) == 4;
+    if (fd >= 0)
+        ::close(fd);
+    return written;
+}
+
+// In a child process, as the catalogue does at start-up: reads the header of
+// every exam in `folder`, keeping those that read whole. Prints the time in
+// ms, the exams listed and the peak resident size in KiB.
+int MeasureCatalogue(const QString& folder)
+{
+    QElapsedTimer timer;
+    timer.start();
+    int listed = 0;
+    for (const QString& name : QDir(folder).entryList({ "*.exam" }, QDir::Files)) {
+        Exam exam;
+        try {
+            if (exam.LoadHeader(QDir(folder).filePath(name)) && exam.IsHeaderComplete())
+                ++listed;
+        } catch (...) {
+        }
+    }
+    std::printf("%.1f %d %lld\n", double(timer.nsecsElapsed()) / 1e6, listed, Bench::StatusKiB("VmHWM"));
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -131,6 +164,8 @@ int main(int argc, char* argv[])
     QCoreApplication app(argc, argv);
     if (argc == 3 && QByteArray(argv[1]) == "--measure-memory")
         return MeasureMemory(QString::fromLocal8Bit(argv[2]));
+    if (argc == 3 && QByteArray(argv[1]) == "--measure-catalogue")
+        return MeasureCatalogue(QString::fromLocal8Bit(argv[2]));
 
     QTemporaryDir dir;
     const QString large = dir.filePath("large.exam");
@@ -183,7 +218,22 @@ int main(int argc, char* argv[])
     child.waitForFinished(-1);
     const double peakKiB = child.readAllStandardOutput().trimmed().toDouble();
     const double memoryRatio = peakKiB * 1024.0 / double(fileSize);
-    std::printf("(d) peak memory while loading:              %8.1f MiB  ratio %.2f of the file (goal <= 3.0: %s)\n",
-        peakKiB / 1024.0, memoryRatio, Bench::Verdict(memoryRatio, 3.0));
+    std::printf("(d) peak memory while loading:              %8.1f MiB  ratio %.2f of the file (goal <= 2.5: %s)\n",
+        peakKiB / 1024.0, memoryRatio, Bench::Verdict(memoryRatio, 2.5));
+
+    if (!WriteHostileExam(QDir(small).filePath("hostile.exam"))) {
+        std::printf("(e) cannot write the sparse file\n");
+        return 1;
+    }
+    QProcess catalogue;
+    catalogue.start(QCoreApplication::applicationFilePath(), { "--measure-catalogue", small });
+    catalogue.waitForFinished(-1);
+    const QList<QByteArray> figures = catalogue.readAllStandardOutput().trimmed().split(' ');
+    const double catalogueMs = figures.value(0).toDouble();
+    const double catalogueMiB = figures.value(2).toDouble() / 1024.0;
+    std::printf("(e) catalogue of %d exams and a 4 GiB sparse file with hostile counts: %d listed in %.1f ms, "
+                "peak %.1f MiB (goal < 1000 ms and < 100 MiB: %s)\n",
+        int(names.size()), figures.value(1).toInt(), catalogueMs, catalogueMiB,
+        catalogueMs < 1000 && catalogueMiB < 100 ? "met" : "MISSED");
     return 0;
 }

@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+
 namespace {
 
 struct Outcome
@@ -65,6 +67,7 @@ private Q_SLOTS:
     void commandErrors_data();
     void commandErrors();
     void dumpSurvivesDamagedFiles();
+    void dumpIsWrittenInPieces();
     void sampleExamIsConsistent();
 
 private:
@@ -257,6 +260,25 @@ void ExamToolTest::dumpSurvivesDamagedFiles()
         else
             QVERIFY2(IsOneLineFailure(outcome), context.constData());
     }
+}
+
+// A dump is handed on in bounded pieces as it is made, never held whole.
+void ExamToolTest::dumpIsWrittenInPieces()
+{
+    Exam exam;
+    for (int q = 0; q < 3000; ++q)
+        exam.Questions().Add()->SetProblem(QString(100, QLatin1Char('p')));
+    QList<qsizetype> sizes;
+    QByteArray json;
+    ExamJson::WriteJson(exam, [&](const QByteArray& piece) {
+        sizes.append(piece.size());
+        json += piece;
+    });
+    QVERIFY(sizes.size() > 5);
+    QVERIFY(*std::max_element(sizes.cbegin(), sizes.cend()) < 70000);
+    Exam back;
+    ExamJson::FromJson(json, back, "dump.json");
+    QCOMPARE(back.Questions().Count(), 3000);
 }
 
 // Content mistakes the compiler cannot see: a missing picture, an item with no

@@ -11,6 +11,7 @@
 #include <QLocale>
 
 #include <cmath>
+#include <functional>
 #include <initializer_list>
 #include <optional>
 
@@ -305,8 +306,11 @@ QString PlaceOf(const QByteArray& json, qsizetype offset)
 
 namespace ExamJson {
 
-QByteArray ToJson(const Exam& exam)
+void WriteJson(const Exam& exam, const std::function<void(const QByteArray&)>& write)
 {
+    // Handed on in pieces of about this many characters (a question is never
+    // split), so a dump holds one piece of its text at a time, not all of it.
+    constexpr qsizetype PieceSize = 64 * 1024;
     QString out = QStringLiteral("{\n");
     AppendMember(out, 2, "reserved", TextValue(QString::fromLatin1(exam.Reserved().toBase64())));
     AppendMember(out, 2, "code", TextValue(exam.Code()));
@@ -314,13 +318,25 @@ QByteArray ToJson(const Exam& exam)
     AppendMember(out, 2, "maxScore", QString::number(exam.MaxScore()));
     AppendMember(out, 2, "passScore", QString::number(exam.PassScore()));
     AppendMember(out, 2, "duration", QString::number(exam.Duration()));
-    AppendArray(out, 2, "questions", exam.Questions().Count(),
-        [&exam](QString& o, qsizetype i) { AppendQuestion(o, exam.Questions().Item(i)); });
+    AppendArray(out, 2, "questions", exam.Questions().Count(), [&](QString& o, qsizetype i) {
+        if (o.size() >= PieceSize) {
+            write(o.toUtf8());
+            o.resize(0); // keeps its capacity for the next piece
+        }
+        AppendQuestion(o, exam.Questions().Item(i));
+    });
     out += QStringLiteral("}\n");
-    return out.toUtf8();
+    write(out.toUtf8());
 }
 
-void FromJson(const QByteArray& json, Exam& exam, const QString& source)
+QByteArray ToJson(const Exam& exam)
+{
+    QByteArray json;
+    WriteJson(exam, [&json](const QByteArray& piece) { json += piece; });
+    return json;
+}
+
+void FromJson(QByteArray json, Exam& exam, const QString& source)
 {
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
@@ -328,6 +344,8 @@ void FromJson(const QByteArray& json, Exam& exam, const QString& source)
         Error::Raise(ErrorNumber::InvalidCall, source,
             QStringLiteral("invalid JSON at %1: %2").arg(PlaceOf(json, parseError.offset), parseError.errorString()));
     }
+    // The document holds all it needs: the text goes before the exam grows.
+    json = QByteArray();
     if (!document.isObject())
         Error::Raise(ErrorNumber::TypeMismatch, source, QStringLiteral("expected an object at the top level"));
 

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+
 class Exam;
 
 // The JSON form of an exam file, as exam authors write it and as `dump`
@@ -21,6 +23,8 @@ namespace ExamJson {
 // with padding. C0 and C1 control characters (NUL, U+0081 ...) are written as
 // \u00XX so they survive the trip and stay visible.
 QByteArray ToJson(const Exam& exam);
+// The same text handed to `write` in pieces of about 64 KiB as it is made.
+void WriteJson(const Exam& exam, const std::function<void(const QByteArray&)>& write);
 
 // Replaces the exam's header and questions with those described by `json`.
 // Only code, name, maxScore, passScore, duration and questions are required;
@@ -31,6 +35,8 @@ QByteArray ToJson(const Exam& exam);
 // does: `questions[3].choices[2].isSolution: expected true or false`. Unknown
 // keys are errors too, so a misspelt key cannot silently fall back to its
 // default.
-void FromJson(const QByteArray& json, Exam& exam, const QString& source);
+// `json` is taken by value and released once parsed: pass it with std::move
+// to keep one copy of a large source.
+void FromJson(QByteArray json, Exam& exam, const QString& source);
 
 } // namespace ExamJson

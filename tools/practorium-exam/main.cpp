@@ -185,14 +185,20 @@ void Dump(const QString& path)
 {
     Exam exam;
     exam.Load(path);
-    const QByteArray json = ExamJson::ToJson(exam);
-    errno = 0;
-    const size_t written = std::fwrite(json.constData(), 1, size_t(json.size()), stdout);
-    if (written != size_t(json.size()) || std::fflush(stdout) != 0) {
+    auto fail = [] {
         const int code = errno;
         Error::Raise(code, QStringLiteral("standard output"),
             QString::fromLocal8Bit(code != 0 ? std::strerror(code) : "write failed"));
-    }
+    };
+    // Written as it is made: the whole text is never held at once.
+    ExamJson::WriteJson(exam, [&fail](const QByteArray& piece) {
+        errno = 0;
+        if (std::fwrite(piece.constData(), 1, size_t(piece.size()), stdout) != size_t(piece.size()))
+            fail();
+    });
+    errno = 0;
+    if (std::fflush(stdout) != 0)
+        fail();
 }
 
 int Run(const QStringList& arguments)
