@@ -52,6 +52,19 @@ QString ToPlain(const QString& text, const QString& format)
     return plain.trimmed();
 }
 
+// An embedded <file>: its base64 text, collected for the picture rules.
+bool ReadEmbeddedFile(GuardedXml& xml, QVector<EmbeddedFile>& files)
+{
+    EmbeddedFile file { xml.Attribute("name"), QString(), xml.Line() };
+    const QString encoding = xml.Attribute("encoding");
+    if (!xml.ReadText(file.base64))
+        return false;
+    if (!encoding.isEmpty() && encoding != u"base64")
+        return xml.Fail(QStringLiteral("the file \"%1\" is in %2, not base64").arg(file.name, encoding));
+    files.append(file);
+    return true;
+}
+
 // A text-bearing element (<questiontext>, <generalfeedback>, <feedback>,
 // <answer>): its <text> child as plain text, its <file> children collected.
 bool ReadFormatted(GuardedXml& xml, QString& plain, QVector<EmbeddedFile>& files)
@@ -68,13 +81,8 @@ bool ReadFormatted(GuardedXml& xml, QString& plain, QVector<EmbeddedFile>& files
             if (!xml.ReadText(raw))
                 return false;
         } else if (xml.Name() == u"file") {
-            EmbeddedFile file { xml.Attribute("name"), QString(), xml.Line() };
-            const QString encoding = xml.Attribute("encoding");
-            if (!xml.ReadText(file.base64))
+            if (!ReadEmbeddedFile(xml, files))
                 return false;
-            if (!encoding.isEmpty() && encoding != u"base64")
-                return xml.Fail(QStringLiteral("the file \"%1\" is in %2, not base64").arg(file.name, encoding));
-            files.append(file);
         } else if (!xml.Skip()) {
             return false;
         }
@@ -107,10 +115,8 @@ bool ReadAnswer(GuardedXml& xml, Question& question)
             if (!ReadFormatted(xml, answer.feedback, question.files))
                 return false;
         } else if (xml.Name() == u"file") {
-            EmbeddedFile file { xml.Attribute("name"), QString(), xml.Line() };
-            if (!xml.ReadText(file.base64))
+            if (!ReadEmbeddedFile(xml, question.files))
                 return false;
-            question.files.append(file);
         } else if (!xml.Skip()) {
             return false;
         }

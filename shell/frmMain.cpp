@@ -25,7 +25,6 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
-#include <QShortcut>
 #include <QTreeView>
 #include <QVBoxLayout>
 
