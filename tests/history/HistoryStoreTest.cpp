@@ -67,9 +67,9 @@ private Q_SLOTS:
     void roundTrip_data()
     {
         QTest::addColumn<SittingResult>("attempt");
-        SittingResult exam = MakeAttempt("NET-1", 40, 640, 1'800'000'000);
+        SittingResult exam = MakeAttempt("NET-1", 130, 640, 1'800'000'000); // two blocks of rows and a part
         exam.extraTimeTaken = true;
-        QTest::newRow("exam mode, extra time") << exam;
+        QTest::newRow("exam mode, extra time, 130 items") << exam;
         SittingResult retake = MakeAttempt("NET-1", 3, 1000, 1'800'000'000);
         retake.isRetake = true;
         retake.examName = QString::fromUtf8("Réseau, \"avancé\" 日本");
