@@ -152,6 +152,9 @@ int main(int argc, char* argv[])
     if (!xml.open(QIODevice::WriteOnly) || xml.write(MoodleBank(dir.path())) < 0)
         qFatal("cannot write the bank");
     xml.close();
+    // PRACTORIUM_BENCH_KEEP=FOLDER keeps a copy of the Moodle bank there for profiling.
+    if (const QString keep = qEnvironmentVariable("PRACTORIUM_BENCH_KEEP"); !keep.isEmpty())
+        QFile::copy(moodle, keep + QStringLiteral("/bank.xml"));
     Measure("moodle-xml", moodle, dir.path());
     return 0;
 }

@@ -111,7 +111,7 @@ bool ReadBank(BankFormat format, const QByteArray& bytes, Bank& out, ReadFailure
     case BankFormat::Qti:
         return ReadQti(bytes, out, failure);
     }
-    failure.description = QStringLiteral("the %1 format is not supported yet").arg(BankFormatName(format));
+    failure.description = QStringLiteral("unknown question-bank format %1").arg(int(format));
     return false;
 }
 
