@@ -104,6 +104,7 @@ frmExamDownloader::frmExamDownloader(QWidget* owner)
     m_chkRemember = new QCheckBox(this);
     m_chkRemember->setObjectName(QStringLiteral("chkRemember"));
     m_chkRemember->setAccessibleName(QStringLiteral("Remember"));
+    m_chkRemember->setAccessibleDescription(QStringLiteral("Keeps the User ID and password for the next time"));
     m_lblRemember = new QLabel(QStringLiteral("Remember"), this);
     m_lblRemember->setObjectName(QStringLiteral("lblRemember"));
     m_lblRemember->installEventFilter(this);
@@ -129,9 +130,16 @@ frmExamDownloader::frmExamDownloader(QWidget* owner)
     m_picProgress = new QProgressBar(this);
     m_picProgress->setObjectName(QStringLiteral("picProgress"));
     m_picProgress->setTextVisible(false);
+    // Its value changes reach assistive technology as the bar moves.
+    m_picProgress->setAccessibleName(QStringLiteral("Download progress"));
     m_lblTotal = SizeLabel(QStringLiteral("lblTotal"), this);
     m_lblDownloaded = SizeLabel(QStringLiteral("lblDownloaded"), this);
     m_lblRate = SizeLabel(QStringLiteral("lblRate"), this);
+
+    m_lblInfo->setAccessibleDescription(QStringLiteral("Status"));
+    m_lblTotal->setAccessibleDescription(QStringLiteral("Size"));
+    m_lblDownloaded->setAccessibleDescription(QStringLiteral("Received"));
+    m_lblRate->setAccessibleDescription(QStringLiteral("Rate"));
 
     auto* progress = new QGroupBox(QStringLiteral("Progress"), this);
     auto* figures = new QGridLayout;

@@ -75,6 +75,8 @@ frmHistory::frmHistory(HistoryStore& store, QWidget* parent)
     m_chtTrend = new QChartView(chart, this);
     m_chtTrend->setObjectName(QStringLiteral("chtTrend"));
     m_chtTrend->setAccessibleName(QStringLiteral("Score trend"));
+    // The view's drawing area takes the focus in its place.
+    m_chtTrend->viewport()->setAccessibleName(QStringLiteral("Score trend chart"));
     m_chtTrend->setRenderHint(QPainter::Antialiasing);
     m_chtTrend->setMinimumHeight(200);
 

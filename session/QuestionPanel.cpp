@@ -71,6 +71,7 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
 
     m_vsbScroll = new QScrollBar(Qt::Vertical, m_viewport);
     m_vsbScroll->setObjectName(QStringLiteral("vsbScroll"));
+    m_vsbScroll->setAccessibleName(tr("Scroll the item"));
     m_vsbScroll->setEnabled(false);
     m_vsbScroll->setRange(0, 0);
     connect(m_vsbScroll, &QScrollBar::valueChanged, this, &QuestionPanel::ScrollTo);
@@ -99,11 +100,13 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
     m_cmdWhy->setObjectName(QStringLiteral("cmdWhy"));
     m_cmdWhy->setAutoDefault(true);
     m_cmdWhy->setCursor(Qt::ArrowCursor);
+    m_cmdWhy->setAccessibleDescription(tr("Shows the explanation of this item"));
     m_cmdWhy->hide();
     connect(m_cmdWhy, &QPushButton::clicked, this, &QuestionPanel::whyClicked);
     m_cmdCheck = new QPushButton(tr("&Check"), m_fraInfo);
     m_cmdCheck->setObjectName(QStringLiteral("cmdCheck"));
     m_cmdCheck->setCursor(Qt::ArrowCursor);
+    m_cmdCheck->setAccessibleDescription(tr("Shows the key and whether the answer is correct"));
     m_cmdCheck->hide();
     connect(m_cmdCheck, &QPushButton::clicked, this, &QuestionPanel::checkClicked);
     auto* info = new QVBoxLayout(m_fraInfo);
@@ -130,6 +133,12 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
     first.Option->hide();
     first.Check->hide();
     first.Label->hide();
+    // The information panel's buttons follow the options; rows made later
+    // go in after the row above them, so they stay before these.
+    setTabOrder(m_tabBefore, first.Option);
+    setTabOrder(first.Option, first.Check);
+    setTabOrder(first.Check, m_cmdWhy);
+    setTabOrder(m_cmdWhy, m_cmdCheck);
 
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
         if (now && now->parentWidget() == m_picQuestion)
@@ -291,6 +300,9 @@ void QuestionPanel::ClearChoices()
 void QuestionPanel::SetQuestion(const QString& text)
 {
     m_lblQuestion->setText(text);
+    // The option rows' container carries the question, so a screen reader
+    // names it as the focus enters the options.
+    m_picQuestion->setAccessibleName(text);
 }
 
 void QuestionPanel::LoadChoices(
@@ -465,6 +477,11 @@ void QuestionPanel::SetRowMarks(const QList<ExamSession::RowMark>& marks)
     }
 }
 
+QWidget* QuestionPanel::LastInTabOrder() const
+{
+    return m_cmdCheck;
+}
+
 void QuestionPanel::FocusFirstChoice()
 {
     if (m_rowCount < 1)
@@ -509,7 +526,9 @@ void QuestionPanel::ShowStatus(const ExamSession::Status& status)
 {
     m_lblAnswer->setText(status.answerText);
     m_lblStatus->setText(status.correct ? QStringLiteral("CORRECT") : QStringLiteral("INCORRECT"));
-    // A changed name is what screen readers announce.
+    // Setting the name announces it to screen readers, also when the
+    // verdict reads as the item before's (the sitting's accessibility test
+    // listens for it).
     m_lblStatus->setAccessibleName(status.correct ? tr("Correct") : tr("Incorrect"));
     m_lblAnswer->setAccessibleName(status.answerText);
     SetTextColor(m_lblStatus, status.correct ? CorrectColor : IncorrectColor);

@@ -65,6 +65,10 @@ public:
     // (empty list: none).
     void SetRowMarks(const QList<ExamSession::RowMark>& marks);
 
+    // The last control of the panel in the tab order; the window's own
+    // controls go on from it.
+    QWidget* LastInTabOrder() const;
+
     void FocusFirstChoice();
     bool HasChoiceFocus() const;
     void ScrollPage(bool down);

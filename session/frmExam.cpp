@@ -147,7 +147,9 @@ void frmExam::BuildPage()
     connect(m_cmdExhibit, &QPushButton::clicked, this, &frmExam::cmdExhibit_Click);
     connect(m_cmdReview, &QPushButton::clicked, this, &frmExam::cmdReview_Click);
 
-    setTabOrder(m_chkMarked, m_cmdNext);
+    // The mark box, the options and the information panel (the panel's own
+    // order), then the buttons from left to right.
+    setTabOrder(m_picBorder->LastInTabOrder(), m_cmdNext);
     setTabOrder(m_cmdNext, m_cmdPrev);
     setTabOrder(m_cmdPrev, m_cmdExhibit);
     setTabOrder(m_cmdExhibit, m_cmdReview);

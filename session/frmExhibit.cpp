@@ -108,9 +108,11 @@ frmExhibit::frmExhibit(QWidget* owner)
     m_picClipper->setObjectName(QStringLiteral("picClipper"));
     m_picExhibit = new QLabel(m_picClipper);
     m_picExhibit->setObjectName(QStringLiteral("picExhibit"));
+    m_picExhibit->setAccessibleName(QStringLiteral("Exhibit"));
 
     m_vsbScroll = new QScrollBar(Qt::Vertical, this);
     m_vsbScroll->setObjectName(QStringLiteral("vsbScroll"));
+    m_vsbScroll->setAccessibleName(QStringLiteral("Scroll the exhibit"));
     m_vsbScroll->hide();
     // Tracking is on, so this also follows the thumb while it is dragged.
     connect(m_vsbScroll, &QScrollBar::valueChanged, this, &frmExhibit::vsbScroll_Change);

@@ -35,6 +35,7 @@ frmExplain::frmExplain(QWidget* owner)
     QFont font = m_txtExplaination->font();
     font.setPointSizeF(std::max(font.pointSizeF(), TextPointSize));
     m_txtExplaination->setFont(font);
+    m_txtExplaination->setAccessibleName(QStringLiteral("Explanation"));
 
     m_cmdClose = new QPushButton(QStringLiteral("&Close"), this);
     m_cmdClose->setObjectName(QStringLiteral("cmdClose"));

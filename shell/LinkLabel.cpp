@@ -2,6 +2,8 @@
 
 #include "shell/Common.h"
 
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMouseEvent>
@@ -14,11 +16,62 @@ const QString DefaultCaption = QStringLiteral("LinkLabel");
 
 } // namespace
 
+// A plain QWidget would reach assistive technology as a nameless panel.
+class LinkLabelAccessible : public QAccessibleWidget
+{
+public:
+    explicit LinkLabelAccessible(LinkLabel* link)
+        : QAccessibleWidget(link, QAccessible::Link)
+    {
+    }
+
+    QString text(QAccessible::Text kind) const override
+    {
+        const auto* link = static_cast<const LinkLabel*>(widget());
+        if (kind == QAccessible::Name && link->accessibleName().isEmpty())
+            return link->Caption();
+        if (kind == QAccessible::Value)
+            return TrimBlanks(link->HRef());
+        return QAccessibleWidget::text(kind);
+    }
+
+    QStringList actionNames() const override
+    {
+        return QStringList(pressAction()) + QAccessibleWidget::actionNames();
+    }
+
+    void doAction(const QString& action) override
+    {
+        if (action != pressAction()) {
+            QAccessibleWidget::doAction(action);
+            return;
+        }
+        // Queued, as a button's animated click is: the action's caller (a
+        // screen reader over D-Bus) is answered before any modal window the
+        // link opens runs its own loop.
+        auto* link = static_cast<LinkLabel*>(widget());
+        if (link->isEnabled())
+            QMetaObject::invokeMethod(link, &LinkLabel::Activate, Qt::QueuedConnection);
+    }
+
+    static QAccessibleInterface* Create(const QString& className, QObject* object)
+    {
+        if (className == QLatin1String("LinkLabel") && object && object->isWidgetType())
+            return new LinkLabelAccessible(static_cast<LinkLabel*>(object));
+        return nullptr;
+    }
+};
+
 LinkLabel::LinkLabel(QWidget* parent)
     : QWidget(parent)
     , m_label(new QLabel(DefaultCaption, this))
     , m_foreColor(QColor::fromRgba(DefaultForeColor))
 {
+    static const bool accessible = [] {
+        QAccessible::installFactory(&LinkLabelAccessible::Create);
+        return true;
+    }();
+    Q_UNUSED(accessible);
     m_label->setObjectName(QStringLiteral("lblLink"));
     // Captions are shown as typed; a "<" must not switch the label to rich text.
     m_label->setTextFormat(Qt::PlainText);
@@ -105,6 +158,10 @@ void LinkLabel::SetCaption(const QString& caption)
     m_hasCaption = true;
     m_label->setText(caption);
     Fit();
+    if (accessibleName().isEmpty()) {
+        QAccessibleEvent event(this, QAccessible::NameChanged);
+        QAccessible::updateAccessibility(&event);
+    }
 }
 
 QColor LinkLabel::BackColor() const

@@ -73,6 +73,10 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    // Screen readers see the control as a link named by its caption, whose
+    // press action activates it.
+    friend class LinkLabelAccessible;
+
     void Fit();
     void Activate();
     void ApplyForeColor();

@@ -50,6 +50,23 @@ QString ResultText(qint16 obtained, qint16 required)
         { Headline(obtained, required), required, obtained });
 }
 
+SpokenReport Spoken(qint16 obtained, qint16 required, qint16 total, qint16 obtainedShare, qint16 requiredShare,
+    const QString& dated)
+{
+    SpokenReport spoken;
+    spoken.Obtained = FormatText(QStringLiteral("Your score: {1} out of {2}"), { obtained, total });
+    spoken.Required = FormatText(QStringLiteral("Required to pass: {1}"), { required });
+    spoken.Grade = QStringLiteral("Grade: ") + Grade(obtained, required);
+    const QString share = QStringLiteral("{1}: {2} percent of the maximum");
+    spoken.ObtainedShare = FormatText(share, { QStringLiteral("Your score"), obtainedShare });
+    spoken.RequiredShare = FormatText(share, { QStringLiteral("Required score"), requiredShare });
+    QStringList summary { Grade(obtained, required), spoken.Obtained, spoken.Required };
+    if (!dated.isEmpty())
+        summary.append(dated);
+    spoken.Summary = summary.join(QStringLiteral(". "));
+    return spoken;
+}
+
 qint16 Share(qint16 score, qint16 total)
 {
     const QString source = QStringLiteral("ReportLayout::Share()");

@@ -30,6 +30,21 @@ QString Grade(qint16 obtained, qint16 required);
 // CR LF; the scores as plain integers.
 QString ResultText(qint16 obtained, qint16 required);
 
+// What assistive technology reads for the report: the figures on screen are
+// bare numbers under captions, so each is named with its caption, and the
+// whole report is summed up, dated as the printed page is.
+struct SpokenReport
+{
+    QString Obtained; // "Your score: 720 out of 1000"
+    QString Required; // "Required to pass: 700"
+    QString Grade; // "Grade: Pass"
+    QString ObtainedShare; // "Your score: 72 percent of the maximum"
+    QString RequiredShare;
+    QString Summary; // "Pass. Your score: 720 out of 1000. Required to pass: 700. <date>"
+};
+SpokenReport Spoken(qint16 obtained, qint16 required, qint16 total, qint16 obtainedShare, qint16 requiredShare,
+    const QString& dated);
+
 // `score` in percent of `total`, worked in single precision and rounded half
 // to even. A total of 0 raises error 11 (error 6 for 0 of 0), a share outside
 // 16 bits error 6, all from "ReportLayout::Share()".

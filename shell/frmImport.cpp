@@ -64,6 +64,8 @@ frmImport::frmImport(const Summary& summary, const QString& code, const QString&
 
     auto* lstNotes = new QListWidget(this);
     lstNotes->setObjectName(QStringLiteral("lstNotes"));
+    lstNotes->setAccessibleName(tr("Notes"));
+    lstNotes->setAccessibleDescription(tr("What was left out or changed on the way in"));
     const QString where = summary.locationsAreItems ? tr("Item %1: %2") : tr("Line %1: %2");
     for (const exchange::BankNote& note : summary.notes)
         lstNotes->addItem(note.location > 0 ? where.arg(note.location).arg(note.text) : note.text);

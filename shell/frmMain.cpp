@@ -157,10 +157,25 @@ frmMain::frmMain(QWidget* parent)
     layout->addWidget(m_chkMissedOnly, 0, Qt::AlignRight);
     layout->addLayout(links);
 
+    // A list view takes no name from its buddy label.
+    m_lvwExams->setAccessibleName(tr("Installed exams"));
+    m_lvwExams->setAccessibleDescription(tr("Enter starts the selected exam"));
+    m_lblDownload->setAccessibleDescription(tr("Downloads the exams bought from the vendor"));
+    m_lblImport->setAccessibleDescription(tr("Imports a question bank file as an exam"));
+    m_lblHistory->setAccessibleDescription(tr("Earlier attempts and their scores"));
+    m_lblProductLink->setAccessibleDescription(tr("Opens the vendor's products page in the browser"));
+
+    // The list and its buttons first, then the status line's links from
+    // left to right.
     setTabOrder(m_lvwExams, m_cmdStart);
     setTabOrder(m_cmdStart, m_cmdStudy);
     setTabOrder(m_cmdStudy, m_chkMissedOnly);
     setTabOrder(m_chkMissedOnly, m_cmdExit);
+    setTabOrder(m_cmdExit, m_lblDownload);
+    setTabOrder(m_lblDownload, m_lblImport);
+    setTabOrder(m_lblImport, m_lblHistory);
+    setTabOrder(m_lblHistory, m_lblAbout);
+    setTabOrder(m_lblAbout, m_lblProductLink);
     RefreshExamList();
 }
 

@@ -321,6 +321,9 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
     for (const Question& question : exam.Questions())
         missed = missed || question.Answer() != question.CorrectAnswer();
     m_cmdRetake->setEnabled(missed);
+    m_cmdPrint->setAccessibleDescription(QStringLiteral("Prints this report, or saves it as a PDF file"));
+    m_cmdRetake->setAccessibleDescription(
+        QStringLiteral("Starts a sitting of the items answered wrongly or left unanswered"));
     connect(m_cmdRetake, &QPushButton::clicked, this, [this] {
         Q_EMIT retakeRequested();
         accept();
@@ -397,6 +400,16 @@ void frmReport::Form_Resize()
     m_lblGrade->setStyleSheet(QStringLiteral("color: %1;").arg(Rgb(resultColor)));
     m_lblRequiredShare->setText(QString::number(requiredShare) + QLatin1Char('%'));
     m_lblObtainedShare->setText(QString::number(obtainedShare) + QLatin1Char('%'));
+    const SpokenReport spoken = Spoken(m_obtainedScore, m_requiredScore, m_totalScore, obtainedShare, requiredShare,
+        QLocale().toString(QDate::currentDate(), QLocale::LongFormat));
+    m_lblObtainedScore->setAccessibleName(spoken.Obtained);
+    m_lblRequiredScore->setAccessibleName(spoken.Required);
+    m_lblGrade->setAccessibleName(spoken.Grade);
+    m_lblObtainedShare->setAccessibleName(spoken.ObtainedShare);
+    m_lblRequiredShare->setAccessibleName(spoken.RequiredShare);
+    m_lblMessage->setAccessibleName(
+        ResultText(m_obtainedScore, m_requiredScore).replace(QStringLiteral("\r\n"), QStringLiteral(" ")));
+    setAccessibleDescription(spoken.Summary);
 
     ScreenSizes sizes;
     sizes.InnerWidth = Twips::FromPixels(width());

@@ -87,6 +87,8 @@ frmReview::frmReview(Exam& exam, QWidget* owner)
     listFont.setPointSizeF(listFont.pointSizeF() * 1.1);
     m_lvwReview->setFont(listFont);
     m_lvwReview->installEventFilter(this);
+    m_lvwReview->setAccessibleName(tr("Items"));
+    m_lvwReview->setAccessibleDescription(tr("Enter goes to the item; digits find an item by number"));
     connect(m_lvwReview, &QListWidget::itemDoubleClicked, this, &frmReview::lvwReview_DblClick);
 
     auto* prompt = new QLabel(QStringLiteral("Question &number:"), this);
@@ -108,6 +110,8 @@ frmReview::frmReview(Exam& exam, QWidget* owner)
     m_cmdReviewMarked->setObjectName(QStringLiteral("cmdReviewMarked"));
     m_cmdEnd = new QPushButton(QStringLiteral("&End Exam"), this);
     m_cmdEnd->setObjectName(QStringLiteral("cmdEnd"));
+    m_cmdReviewAll->setAccessibleDescription(tr("Next and Previous go through every item"));
+    m_cmdReviewMarked->setAccessibleDescription(tr("Next and Previous go through the marked items only"));
     connect(m_cmdGoTo, &QPushButton::clicked, this, &frmReview::cmdGoTo_Click);
     connect(m_cmdReviewAll, &QPushButton::clicked, this, &frmReview::cmdReviewAll_Click);
     connect(m_cmdReviewMarked, &QPushButton::clicked, this, &frmReview::cmdReviewMarked_Click);

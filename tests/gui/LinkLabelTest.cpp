@@ -5,6 +5,7 @@
 #include "shell/Panel.h"
 #include "shell/Resources.h"
 
+#include <QAccessible>
 #include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -88,14 +89,17 @@ private Q_SLOTS:
         QTest::addColumn<bool>("enabled");
         QTest::addColumn<int>("key"); // pressed, 0 for none
         QTest::addColumn<int>("button"); // clicked on the text, 0 for none
+        QTest::addColumn<bool>("press"); // a screen reader's press action
         QTest::addColumn<int>("clicks");
         QTest::addColumn<int>("launches");
-        QTest::newRow("left click") << address << true << 0 << int(Qt::LeftButton) << 1 << 1;
-        QTest::newRow("right click") << address << true << 0 << int(Qt::RightButton) << 0 << 0;
-        QTest::newRow("Return") << address << true << int(Qt::Key_Return) << 0 << 1 << 1;
-        QTest::newRow("Space") << address << true << int(Qt::Key_Space) << 0 << 1 << 1;
-        QTest::newRow("disabled") << address << false << int(Qt::Key_Return) << int(Qt::LeftButton) << 0 << 0;
-        QTest::newRow("address of spaces") << "    " << true << 0 << int(Qt::LeftButton) << 1 << 0;
+        QTest::newRow("left click") << address << true << 0 << int(Qt::LeftButton) << false << 1 << 1;
+        QTest::newRow("right click") << address << true << 0 << int(Qt::RightButton) << false << 0 << 0;
+        QTest::newRow("Return") << address << true << int(Qt::Key_Return) << 0 << false << 1 << 1;
+        QTest::newRow("Space") << address << true << int(Qt::Key_Space) << 0 << false << 1 << 1;
+        QTest::newRow("disabled") << address << false << int(Qt::Key_Return) << int(Qt::LeftButton) << false << 0 << 0;
+        QTest::newRow("address of spaces") << "    " << true << 0 << int(Qt::LeftButton) << false << 1 << 0;
+        QTest::newRow("press action") << address << true << 0 << 0 << true << 1 << 1;
+        QTest::newRow("press action, disabled") << address << false << 0 << 0 << true << 0 << 0;
     }
 
     void activation()
@@ -116,6 +120,17 @@ private Q_SLOTS:
             QTest::keyClick(&link, Qt::Key(key));
         if (button)
             QTest::mouseClick(&link, Qt::MouseButton(button), {}, QPoint(link.width() / 2, link.height() / 2));
+        QFETCH(bool, press);
+        if (press) {
+            // A link named by its caption, as a screen reader lists it.
+            link.SetCaption("More exams online");
+            QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(&link);
+            QVERIFY(accessible && accessible->role() == QAccessible::Link);
+            QCOMPARE(accessible->text(QAccessible::Name), QString("More exams online"));
+            accessible->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+            QCOMPARE(clicked.count(), 0); // answered first, then pressed
+            QCoreApplication::processEvents();
+        }
         QTEST(int(clicked.count()), "clicks");
         QTEST(int(MessageSeam::TakeShown().size()), "launches");
     }

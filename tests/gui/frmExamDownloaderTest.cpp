@@ -215,6 +215,34 @@ private Q_SLOTS:
         QVERIFY(!Child<InternetTransfer>(window, "icRequestDispatcher")->StillExecuting());
     }
 
+    // The fields, the box and the button in a ring both ways; Space ticks
+    // the box, Enter in a field presses Start.
+    void keyboardOnly()
+    {
+        frmExamDownloader window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QStringList ring { "txtEmail", "txtPassword", "chkRemember", "cmdAction" };
+        for (const Qt::KeyboardModifiers direction : { Qt::NoModifier, Qt::ShiftModifier }) {
+            QStringList seen;
+            do {
+                seen << QApplication::focusWidget()->objectName();
+                QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab, direction);
+            } while (QApplication::focusWidget()->objectName() != ring[0] && seen.size() <= ring.size());
+            QCOMPARE(seen, ring);
+            std::reverse(ring.begin() + 1, ring.end());
+        }
+        QTest::keyClicks(QApplication::focusWidget(), "me");
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
+        QVERIFY(Child<QCheckBox>(window, "chkRemember")->isChecked());
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab, Qt::ShiftModifier);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        QCOMPARE(ShownTexts(48), QStringList { "Please enter your password." });
+        QCOMPARE(Child<QLineEdit>(window, "txtEmail")->text(), "me");
+    }
+
     void fullRunsWithRememberedCredentials()
     {
         StartCourier("real", { "101", "102" });

@@ -130,6 +130,8 @@ private Q_SLOTS:
     void studyMode();
     void keyboardSitting();
     void lowTimeCue();
+    void tabOrder_data();
+    void tabOrder();
 
 private:
     template <typename T = QWidget>
@@ -632,6 +634,48 @@ void frmExamTest::lowTimeCue()
     for (int i = 0; i < 240; ++i)
         m_window->Tick();
     QCOMPARE(W<QLabel>("lblNote")->text(), QString("1 minute remains."));
+}
+
+void frmExamTest::tabOrder_data()
+{
+    QTest::addColumn<int>("item");
+    QTest::addColumn<bool>("ended");
+    QTest::addColumn<QStringList>("ring");
+    QTest::newRow("radio buttons, first item") << 1 << false
+                                               << QStringList { "chkMarked", "optChoices1", "cmdNext", "cmdReview" };
+    QTest::newRow("check boxes") << 2 << false
+                                 << QStringList { "chkMarked", "chkChoices1", "chkChoices2", "chkChoices3",
+                                        "chkChoices4", "cmdNext", "cmdPrev", "cmdReview" };
+    QTest::newRow("exhibit") << 4 << false
+                             << QStringList { "chkMarked", "optChoices1", "cmdNext", "cmdPrev", "cmdExhibit",
+                                    "cmdReview" };
+    QTest::newRow("post-exam, explained") << 1 << true << QStringList { "cmdWhy", "cmdNext", "cmdReview" };
+}
+
+// Tab runs top to bottom and left to right, one stop for a radio group, and
+// Shift+Tab runs the same ring backwards.
+void frmExamTest::tabOrder()
+{
+    QFETCH(int, item);
+    QFETCH(bool, ended);
+    QFETCH(QStringList, ring);
+    Start();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    m_window->GotoQuestion(qint16(item));
+    if (ended) {
+        CurrentExam()->EndExam();
+        m_window->StartPostExamReview();
+    }
+    W(ring[0])->setFocus(Qt::TabFocusReason);
+    for (const Qt::KeyboardModifiers direction : { Qt::NoModifier, Qt::ShiftModifier }) {
+        QStringList seen;
+        do {
+            seen << QApplication::focusWidget()->objectName();
+            Key(Qt::Key_Tab, direction);
+        } while (QApplication::focusWidget() != W(ring[0]) && seen.size() <= ring.size());
+        QCOMPARE(seen, ring);
+        std::reverse(ring.begin() + 1, ring.end());
+    }
 }
 
 QTEST_MAIN(frmExamTest)

@@ -115,6 +115,13 @@ private Q_SLOTS:
                 .arg(headline)
                 .arg(passScore)
                 .arg(obtained));
+        // Screen readers hear each figure with its caption, and the whole.
+        QCOMPARE(at("lblObtainedScore")->accessibleName(),
+            QString("Your score: %1 out of %2").arg(obtained).arg(maxScore));
+        QCOMPARE(at("lblRequiredShare")->accessibleName(),
+            QString("Required score: %1 percent of the maximum").arg(requiredShare));
+        QVERIFY(report.accessibleDescription().startsWith(
+            QString("%1. Your score: %2").arg(headline == "Sorry!" ? "Fail" : "Pass").arg(obtained)));
         const int inner = at("picScores")->contentsRect().width();
         QVERIFY(qAbs(at("shpRequired")->width() - inner * requiredShare / 100.0) <= 1);
         QVERIFY(qAbs(at("shpObtained")->width() - inner * obtainedShare / 100.0) <= 1);
