@@ -234,8 +234,12 @@ def catalogue(program):
         unnamed += p.check("history window")
         p.press(history, "Close")
         p.press(main, "Download exams")
-        p.window(r"^Download Exams$")
+        download = p.window(r"^Download Exams$")
         unnamed += p.check("download window")
+        # The bar is not focusable, but tells its name and value.
+        bar = p.control(download, "Download progress", roles={pyatspi.ROLE_PROGRESS_BAR})
+        value = bar.queryValue()
+        print("progress bar: %g of %g..%g" % (value.currentValue, value.minimumValue, value.maximumValue))
     finally:
         p.close()
     return unnamed
