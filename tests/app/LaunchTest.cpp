@@ -13,7 +13,6 @@
 
 #include <QDir>
 #include <QLocalSocket>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -27,18 +26,7 @@
 #include <future>
 
 using TestUtil::ReadAll;
-
-namespace {
-
-void WriteFile(const QString& path, const QByteArray& bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-} // namespace
+using TestUtil::WriteFile;
 
 class LaunchTest : public QObject
 {
@@ -48,12 +36,7 @@ class LaunchTest : public QObject
     QString Src(const QString& name) const { return m_home.filePath("src/" + name); }
     QString Exams() const { return m_home.filePath("data/Practorium/Exams"); }
 
-    void Tool(const QStringList& arguments)
-    {
-        QProcess tool;
-        tool.start(EXAM_TOOL, arguments);
-        QVERIFY(tool.waitForFinished(60000) && tool.exitStatus() == QProcess::NormalExit && tool.exitCode() == 0);
-    }
+    void Tool(const QStringList& arguments) { QCOMPARE(TestUtil::Run(EXAM_TOOL, arguments).ExitCode, 0); }
 
 private Q_SLOTS:
     void initTestCase()
@@ -128,22 +111,14 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("argument");
         QTest::addColumn<QString>("reason");
-        QTest::newRow("missing") << "src/none.exam"
-                                 << "does not exist";
-        QTest::newRow("folder") << "src/folder.exam"
-                                << "is a folder";
-        QTest::newRow("fifo") << "src/fifo.exam"
-                              << "not a regular file";
-        QTest::newRow("cut exam") << "src/cut.exam"
-                                  << "damaged or incomplete";
-        QTest::newRow("empty exam") << "src/empty.exam"
-                                    << "damaged or incomplete";
-        QTest::newRow("text file") << "src/notes.txt"
-                                   << "neither an exam file nor an exam pack";
-        QTest::newRow("web address") << "https://example.org/v1.exam"
-                                     << "not a file on this computer";
-        QTest::newRow("other host") << "file://elsewhere.example/tmp/v1.exam"
-                                    << "not a file on this computer";
+        QTest::newRow("missing") << "src/none.exam" << "does not exist";
+        QTest::newRow("folder") << "src/folder.exam" << "is a folder";
+        QTest::newRow("fifo") << "src/fifo.exam" << "not a regular file";
+        QTest::newRow("cut exam") << "src/cut.exam" << "damaged or incomplete";
+        QTest::newRow("empty exam") << "src/empty.exam" << "damaged or incomplete";
+        QTest::newRow("text file") << "src/notes.txt" << "neither an exam file nor an exam pack";
+        QTest::newRow("web address") << "https://example.org/v1.exam" << "not a file on this computer";
+        QTest::newRow("other host") << "file://elsewhere.example/tmp/v1.exam" << "not a file on this computer";
     }
     void refused()
     {

@@ -3,7 +3,10 @@
 #include "model/Error.h"
 
 #include <QByteArray>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
 #include <QString>
 
 // Small helpers shared by the test programs.
@@ -14,6 +17,18 @@ inline QByteArray ReadAll(const QString& path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Writes `bytes` to `path` (its folder made when missing), replacing what was
+// there, and returns the path; a fixture that cannot be written ends the
+// program, since no test can say anything without it.
+inline QString WriteFile(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
+        qFatal("cannot write the fixture %s", qPrintable(path));
+    return path;
 }
 
 // Puts an executable `name` into `folder` that records its first argument in
@@ -27,6 +42,41 @@ inline bool WriteRecordingTool(const QString& folder, const QString& name, const
     tool.write(QStringLiteral("#!/bin/sh\nprintf '%s' \"$1\" > '%1.part' && mv '%1.part' '%1'\n").arg(record).toUtf8());
     tool.close();
     return tool.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+}
+
+// How a program run ended. ExitCode is -1 when it crashed or had to be
+// killed after ten seconds (then Finished is false too).
+struct RunResult
+{
+    bool Finished = false;
+    int ExitCode = -1;
+    QByteArray Out;
+    QByteArray Err;
+};
+
+// Runs `program` in `folder` (default: this one) with "NAME=value" entries of
+// `environment` added to this program's environment.
+inline RunResult Run(const QString& program, const QStringList& arguments, const QString& folder = {},
+    const QStringList& environment = {})
+{
+    QProcess process;
+    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+    for (const QString& entry : environment)
+        variables.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
+    process.setProcessEnvironment(variables);
+    process.setWorkingDirectory(folder);
+    process.start(program, arguments);
+    RunResult result;
+    result.Finished = process.waitForFinished(10000);
+    if (!result.Finished) {
+        process.kill();
+        process.waitForFinished();
+    }
+    if (result.Finished && process.exitStatus() == QProcess::NormalExit)
+        result.ExitCode = process.exitCode();
+    result.Out = process.readAllStandardOutput();
+    result.Err = process.readAllStandardError();
+    return result;
 }
 
 // The error a call raises; number 0 when it raises none.

@@ -2,7 +2,6 @@
 #include "model/Exam.h"
 
 #include <QDir>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -10,21 +9,14 @@ namespace {
 
 struct Outcome
 {
-    int exitCode = -1;  // also when the run does not end within ten seconds
+    int exitCode = -1;
     QString err;
 };
 
 Outcome RunTool(const QStringList& arguments, const QString& folder)
 {
-    QProcess process;
-    process.setWorkingDirectory(folder);
-    process.start(QStringLiteral(EXAM_TOOL), arguments);
-    if (!process.waitForFinished(10000)) {
-        process.kill();
-        process.waitForFinished();
-        return {};
-    }
-    return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1, QString::fromUtf8(process.readAllStandardError()) };
+    const TestUtil::RunResult run = TestUtil::Run(QStringLiteral(EXAM_TOOL), arguments, folder);
+    return { run.ExitCode, QString::fromUtf8(run.Err) };
 }
 
 } // namespace
@@ -79,23 +71,19 @@ void BankToolTest::import()
     QFETCH(QString, err);
     QFETCH(QString, header);
     QTemporaryDir dir;
-    QFile file(dir.filePath(QStringLiteral("in.txt")));
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(source) == source.size());
-    file.close();
-    QFile existing(dir.filePath(QStringLiteral("out.exam")));
-    QVERIFY(existing.open(QIODevice::WriteOnly) && existing.write("old") == 3);
-    existing.close();
+    TestUtil::WriteFile(dir.filePath(QStringLiteral("in.txt")), source);
+    const QString output = TestUtil::WriteFile(dir.filePath(QStringLiteral("out.exam")), "old");
 
     const Outcome outcome = RunTool(QStringList(QStringLiteral("import")) + options + QStringList({ QStringLiteral("in.txt"), QStringLiteral("out.exam") }), dir.path());
     QCOMPARE(outcome.err, err);
     QCOMPARE(outcome.exitCode, header.isEmpty() ? 1 : 0);
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList({ QStringLiteral("in.txt"), QStringLiteral("out.exam") }));
     if (header.isEmpty()) {
-        QCOMPARE(TestUtil::ReadAll(existing.fileName()), QByteArray("old"));
+        QCOMPARE(TestUtil::ReadAll(output), QByteArray("old"));
         return;
     }
     Exam exam;
-    exam.Load(existing.fileName());
+    exam.Load(output);
     QCOMPARE(QStringLiteral("%1|%2|%3|%4|%5|%6").arg(exam.Code(), exam.Name()).arg(exam.MaxScore()).arg(exam.PassScore()).arg(exam.Duration()).arg(exam.Questions().Count()), header);
 }
 

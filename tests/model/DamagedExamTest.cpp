@@ -1,15 +1,19 @@
 #include "common/DamagedVariants.h"
+#include "common/TestUtil.h"
 #include "model/Error.h"
 #include "model/Exam.h"
+#include "tools/practorium-exam/ExamJson.h"
 
 #include <QFile>
+#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <sys/resource.h>
 
 // Every damaged variant of a valid exam must load or raise an error with the
-// operation's source; none may crash, hang or allocate without bound.
+// operation's source; none may crash, hang or allocate without bound. What
+// loads must also dump (the exam tool's `dump` is Load and WriteJson) as JSON.
 class DamagedExamTest : public QObject
 {
     Q_OBJECT
@@ -47,27 +51,21 @@ void DamagedExamTest::cleanupTestCase()
 void DamagedExamTest::variants_data()
 {
     QTest::addColumn<QByteArray>("bytes");
-    QFile tiny(TEST_DATA_DIR "/tiny.exam");
-    QVERIFY(tiny.open(QIODevice::ReadOnly));
-    for (const auto& variant : DamagedVariants::Make(tiny.readAll()))
+    for (const auto& variant : DamagedVariants::Make(TestUtil::ReadAll(TEST_DATA_DIR "/tiny.exam")))
         QTest::newRow(qPrintable(variant.Name)) << variant.Bytes;
 }
 
 void DamagedExamTest::variants()
 {
     QFETCH(QByteArray, bytes);
-    const QString path = m_dir.filePath("damaged.exam");
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
+    const QString path = TestUtil::WriteFile(m_dir.filePath("damaged.exam"), bytes);
     Exam exam;
     const bool truncated = QByteArray(QTest::currentDataTag()).startsWith("cut at");
     try {
         exam.Load(path);
         QVERIFY2(!truncated, "a file cut short loaded without an error");
         QVERIFY(exam.Questions().Count() * 24 <= bytes.size());
+        QVERIFY(QJsonDocument::fromJson(ExamJson::ToJson(exam)).isObject());
     } catch (const Error& e) {
         QCOMPARE(e.Source(), QString("Exam::Save()"));
         QVERIFY2(e.Number() != ErrorNumber::OutOfMemory, qPrintable(e.Description()));

@@ -39,17 +39,9 @@ private Q_SLOTS:
     void failures();
 
 private:
-    QString Write(const QString& name, const QByteArray& bytes);
+    QString Write(const QString& name, const QByteArray& bytes) { return TestUtil::WriteFile(m_dir->filePath(name), bytes); }
     std::unique_ptr<QTemporaryDir> m_dir;
 };
-
-QString ExamHeaderTest::Write(const QString& name, const QByteArray& bytes)
-{
-    QFile file(m_dir->filePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("cannot write fixture");
-    return file.fileName();
-}
 
 void ExamHeaderTest::init()
 {
@@ -157,17 +149,14 @@ void ExamHeaderTest::failures_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<qint32>("number");
     QTest::newRow("missing file") << "missing.exam" << ENOENT;
-    QTest::newRow("directory") << "folder" << EISDIR;
-    QTest::newRow("FIFO") << "fifo" << EINVAL;
-    QTest::newRow("character device") << "/dev/null" << EINVAL;
+    QTest::newRow("FIFO") << "fifo" << EINVAL; // File's own test has the other kinds
 }
 
 void ExamHeaderTest::failures()
 {
     QFETCH(QString, name);
-    QDir(m_dir->path()).mkdir("folder");
     const QString fifo = TestUtil::MakeFifo(m_dir->filePath("fifo"));
-    const QString path = name.startsWith('/') ? name : m_dir->filePath(name);
+    const QString path = m_dir->filePath(name);
     Exam exam;
     exam.SetCode("before");
     for (const bool header : { true, false }) {

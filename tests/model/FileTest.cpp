@@ -33,20 +33,12 @@ private Q_SLOTS:
 
 private:
     QString PathOf(const QString& name) const { return m_dir->filePath(name); }
-    QString WriteFile(const QString& name, const QByteArray& bytes) const;
+    QString WriteFile(const QString& name, const QByteArray& bytes) const { return TestUtil::WriteFile(PathOf(name), bytes); }
     void OpenFixture(File& file, const QByteArray& bytes, qint32 mode = File::BinaryMode);
 
     std::unique_ptr<QTemporaryDir> m_dir;
     int m_fixtures = 0;
 };
-
-QString FileTest::WriteFile(const QString& name, const QByteArray& bytes) const
-{
-    QFile file(PathOf(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qFatal("cannot write fixture");
-    return file.fileName();
-}
 
 void FileTest::OpenFixture(File& file, const QByteArray& bytes, qint32 mode)
 {

@@ -1,3 +1,4 @@
+#include "common/TestUtil.h"
 #include "model/Pack.h"
 #include "model/PackSignature.h"
 
@@ -92,10 +93,7 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, pack);
         QFETCH(QString, examID);
-        const QString path = m_dir.filePath("pack");
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(pack) == pack.size());
-        file.close();
+        const QString path = TestUtil::WriteFile(m_dir.filePath("pack"), pack);
         // Another trusted key beside the signer's changes nothing.
         const Result result = Verify(path, examID, { NewKeyPair().Public, m_vendor.Public });
         QTEST(int(result.Outcome), "verdict");

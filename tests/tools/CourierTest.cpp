@@ -10,7 +10,6 @@
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -24,27 +23,7 @@ namespace {
 
 constexpr int WaitMs = 10000;
 
-struct Outcome
-{
-    int ExitCode = -1;
-    QByteArray Err;
-};
-
-// With a `folder`, the program runs there with `dataHome` as XDG_DATA_HOME.
-Outcome Run(const QString& program, const QStringList& arguments, const QString& folder = {}, const QString& dataHome = {})
-{
-    QProcess process;
-    if (!folder.isEmpty()) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), dataHome);
-        process.setProcessEnvironment(environment);
-        process.setWorkingDirectory(folder);
-    }
-    process.start(program, arguments);
-    if (!process.waitForFinished(WaitMs) || process.exitStatus() != QProcess::NormalExit)
-        return Outcome { -1, "did not end" };
-    return Outcome { process.exitCode(), process.readAllStandardError() };
-}
+using Outcome = RunResult;
 
 // A GET, or a POST of `body`; the HTTP status and the body.
 std::pair<int, QByteArray> Fetch(QNetworkAccessManager& network, const QString& url, const QByteArray* body = nullptr)
@@ -56,12 +35,6 @@ std::pair<int, QByteArray> Fetch(QNetworkAccessManager& network, const QString& 
     if (!reply->isFinished() && !finished.wait(WaitMs))
         return {};
     return { reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->readAll() };
-}
-
-bool WriteFile(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
 }
 
 // Every file and folder below `root`, with the size of each file.
@@ -109,10 +82,10 @@ private Q_SLOTS:
         // Every byte value, so the archive is shown to carry binary files whole.
         for (int i = 0; i < 700; ++i)
             m_exhibit.append(char(i * 7 % 256));
-        QVERIFY(WriteFile(Path("pic.gif"), m_exhibit));
-        QVERIFY(WriteFile(Path("ct.json"), R"({"code": "CT-1", "name": "Courier test", "maxScore": 100, "passScore": 50, "duration": 10,
+        WriteFile(Path("pic.gif"), m_exhibit);
+        WriteFile(Path("ct.json"), R"({"code": "CT-1", "name": "Courier test", "maxScore": 100, "passScore": 50, "duration": 10,
             "questions": [{"exhibit": "pic.gif", "problem": "Q1", "choices": [{"isSolution": true, "statement": "A"}]},
-                          {"exhibit": "pic.gif", "problem": "Q2", "choices": [{"isSolution": true, "statement": "B"}]}]})"));
+                          {"exhibit": "pic.gif", "problem": "Q2", "choices": [{"isSolution": true, "statement": "B"}]}]})");
         QCOMPARE(Run(EXAM_TOOL, { "compile", Path("ct.json"), Path("ct.exam") }).ExitCode, 0);
         QCOMPARE(Run(EXAM_TOOL, { "pack", Path("ct.json"), Path("ct.pack") }).ExitCode, 0);
         m_compiled = ReadAll(Path("ct.exam"));
@@ -165,7 +138,7 @@ private Q_SLOTS:
     {
         const QString package = Path("installs/Practorium/Exams/CT-1");
         Install(Path("installs"));
-        QVERIFY(WriteFile(package + "/pic.gif", "changed"));
+        WriteFile(package + "/pic.gif", "changed");
         Install(Path("installs"));
         QCOMPARE(QDir(package).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), (QStringList { "CT-1.exam", "pic.gif" }));
         QVERIFY(ReadAll(package + "/CT-1.exam") == m_compiled);
@@ -214,10 +187,10 @@ private Q_SLOTS:
         const QString dataHome = Path("damaged");
         if (!QFile::exists(dataHome))
             Install(dataHome);
-        QVERIFY(WriteFile(Path("damaged.pack"), pack));
+        WriteFile(Path("damaged.pack"), pack);
         QVERIFY(QFile::setPermissions(Path("damaged.pack"), QFile::permissions(Path("ct.pack"))));
         const QStringList before = Snapshot(m_dir.path());
-        const Outcome outcome = Run(Path("damaged.pack"), {}, m_dir.path(), dataHome);
+        const Outcome outcome = RunPack(Path("damaged.pack"), dataHome);
         QVERIFY(outcome.ExitCode > 0);
         QVERIFY2(!outcome.Err.isEmpty() && outcome.Err.contains(message), outcome.Err.constData());
         QCOMPARE(Snapshot(m_dir.path()), before);
@@ -245,8 +218,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, code);
         QFETCH(QByteArray, exhibit);
         QFETCH(QByteArray, message);
-        QVERIFY(WriteFile(Path("bad.json"), R"({"code": ")" + code + R"(", "name": "x", "maxScore": 1, "passScore": 1, "duration": 1,
-            "questions": [{"exhibit": ")" + exhibit + R"("}]})"));
+        WriteFile(Path("bad.json"), R"({"code": ")" + code + R"(", "name": "x", "maxScore": 1, "passScore": 1, "duration": 1,
+            "questions": [{"exhibit": ")" + exhibit + R"("}]})");
         QFile::remove(Path("bad.pack"));
         const Outcome outcome = Run(EXAM_TOOL, { "pack", Path("bad.json"), Path("bad.pack") });
         QCOMPARE(outcome.ExitCode, 1);
@@ -264,14 +237,14 @@ private Q_SLOTS:
         QByteArray key;
         QVERIFY(m_server->Admin({ "public-key" }, &key));
         QCOMPARE(QFile::permissions(Path("signing.key")) & 0x0077, QFileDevice::Permissions {});
-        QVERIFY(WriteFile(Path("server.public"), key));
+        WriteFile(Path("server.public"), key);
         const auto [status, served] = Fetch(m_network, m_server->PackUrl(m_sessionId, "CT-1"));
         QCOMPARE(status, 200);
         QCOMPARE(served.size(), m_pack.size() + 232);
         QVERIFY(served.startsWith(m_pack));
-        QVERIFY(WriteFile(Path("served.pack"), served));
+        WriteFile(Path("served.pack"), served);
         QVERIFY(QFile::setPermissions(Path("served.pack"), QFile::permissions(Path("ct.pack"))));
-        const Outcome installed = Run(Path("served.pack"), {}, m_dir.path(), Path("served"));
+        const Outcome installed = RunPack(Path("served.pack"), Path("served"));
         QVERIFY2(installed.ExitCode == 0, installed.Err.constData());
         QVERIFY(ReadAll(Path("served/Practorium/Exams/CT-1/CT-1.exam")) == m_compiled);
         QCOMPARE(Run(EXAM_TOOL, { "verify", "--key", Path("server.public"), "--id", "CT-1", Path("served.pack") }).ExitCode, 0);
@@ -311,21 +284,24 @@ private Q_SLOTS:
         }
         arguments.replaceInStrings("KEYS", keys);
         output.replace("KEYS", keys.toUtf8());
-        QProcess tool;
-        tool.start(EXAM_TOOL, arguments);
-        QVERIFY(tool.waitForFinished(WaitMs));
-        QTEST(tool.exitCode(), "exitCode");
-        QCOMPARE(tool.exitCode() == 0 ? tool.readAllStandardOutput() : tool.readAllStandardError(),
-            tool.exitCode() == 0 ? output : "practorium-exam: " + output);
+        const Outcome tool = Run(EXAM_TOOL, arguments);
+        QTEST(tool.ExitCode, "exitCode");
+        QCOMPARE(tool.ExitCode == 0 ? tool.Out : tool.Err, tool.ExitCode == 0 ? output : "practorium-exam: " + output);
     }
 
 private:
     QString Path(const QString& name) const { return m_dir.filePath(name); }
 
-    // Runs the good pack in the temporary folder with `dataHome` as XDG_DATA_HOME.
+    // Runs a pack in the temporary folder with `dataHome` as XDG_DATA_HOME.
+    Outcome RunPack(const QString& pack, const QString& dataHome)
+    {
+        return Run(pack, {}, m_dir.path(), { "XDG_DATA_HOME=" + dataHome });
+    }
+
+    // Runs the good pack.
     void Install(const QString& dataHome)
     {
-        const Outcome outcome = Run(Path("ct.pack"), {}, m_dir.path(), dataHome);
+        const Outcome outcome = RunPack(Path("ct.pack"), dataHome);
         QVERIFY2(outcome.ExitCode == 0, outcome.Err.constData());
     }
 
