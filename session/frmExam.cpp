@@ -250,6 +250,9 @@ void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByte
     showMaximized();
     activateWindow();
     m_picBorder->FocusFirstChoice();
+    // The sitting is led by keyboard as much as by mouse: the focus shows
+    // from the start, not only after the first Tab.
+    setAttribute(Qt::WA_KeyboardFocusChange);
     m_tmrTimer->start();
 }
 
