@@ -6,6 +6,7 @@
 #include "shell/frmMain.h"
 #include "shell/LinkLabel.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QDir>
 #include <QLabel>
@@ -114,6 +115,7 @@ private Q_SLOTS:
                 QTest::mouseClick(window.findChild<LinkLabel*>("lblImport"), Qt::LeftButton);
         }
         QTRY_VERIFY(previewDone);
+        QCOMPARE(seen.filter(QRegularExpression("^unnamed ")), QStringList());
         QFETCH(QStringList, codes);
         QTRY_COMPARE(Codes(list), codes);
 
@@ -170,6 +172,14 @@ private:
         auto* notes = dialog->findChild<QListWidget*>("lstNotes");
         for (int i = 0; i < notes->count(); ++i)
             seen << notes->item(i)->text();
+        // Out of the accessibility walk's reach (a file dialog opens it), so
+        // its names are checked here: a nameless control shows in `seen`.
+        for (QWidget* child : dialog->findChildren<QWidget*>()) {
+            QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(child);
+            if (child->isVisible() && child->focusPolicy() != Qt::NoFocus
+                && accessible->text(QAccessible::Name).isEmpty())
+                seen << "unnamed " + child->objectName();
+        }
         for (const QString& step : steps) {
             if (step == "cancel") {
                 QTest::mouseClick(dialog->findChild<QPushButton*>("cmdCancel"), Qt::LeftButton);
