@@ -31,7 +31,12 @@ done
 home=$(mktemp -d) || exit 1
 xvfb=
 cleanup() {
-    [ -n "$xvfb" ] && kill "$xvfb" 2>/dev/null
+    # Waited for: a server still going away could remove the socket of the
+    # next one that took the same display number.
+    if [ -n "$xvfb" ]; then
+        kill "$xvfb" 2>/dev/null
+        wait "$xvfb" 2>/dev/null
+    fi
     rm -rf "$home"
 }
 trap cleanup EXIT
