@@ -11,6 +11,7 @@
 #include "session/frmExam.h"
 #include "shell/Application.h"
 #include "shell/Common.h"
+#include "shell/DisplaySettings.h"
 #include "shell/Globals.h"
 #include "shell/frmMain.h"
 
@@ -57,6 +58,7 @@ int main(int argc, char* argv[])
     Application::setApplicationVersion(QStringLiteral(PROJECT_VERSION));
     // Lets Wayland compositors match the windows to the desktop entry and icon.
     Application::setDesktopFileName(QStringLiteral("org.practorium.Practorium"));
+    DisplaySettings::ApplyColorScheme(app, DisplaySettings::StoredColorScheme());
     // Qt has taken its own options (-platform, -style, ...) out by now.
     const CommandLine line = CommandLine::Parse(Application::arguments().mid(1));
     if (line.action == CommandLine::Action::Usage) {

@@ -1,5 +1,6 @@
 #include "session/PageGeometry.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -100,6 +101,14 @@ PageGeometry::ScrollRange PageGeometry::ScrollFor(qint32 frameHeight, qint32 fra
     range.SmallChange = PercentOf(frameHeight, 10);
     range.LargeChange = frameHeight;
     return range;
+}
+
+qint32 PageGeometry::RescaledScroll(qint32 value, qint32 oldHeight, qint32 newHeight, const ScrollRange& range)
+{
+    if (!range.Enabled || oldHeight <= 0 || value <= 0)
+        return 0;
+    const qint32 scaled = Nearest(double(value) * newHeight / oldHeight);
+    return std::clamp(scaled, range.Min, range.Max);
 }
 
 PageGeometry::Point PageGeometry::InfoHome(

@@ -108,6 +108,12 @@ public:
     };
     static ScrollRange ScrollFor(qint32 frameHeight, qint32 frameInnerHeight, qint32 contentHeight);
 
+    // The scroll value after the text size changed the content's height from
+    // `oldHeight` to the height `range` was made for (`newHeight`): the same
+    // share of the content stays above the frame's top, so the candidate
+    // keeps their place, within the new range (0 when the content now fits).
+    static qint32 RescaledScroll(qint32 value, qint32 oldHeight, qint32 newHeight, const ScrollRange& range);
+
     // fraInfo's home: the frame's lower right corner, 50 in from the bottom
     // and from the scroll bar.
     static Point InfoHome(

@@ -1,5 +1,7 @@
 #include "session/QuestionPanel.h"
 
+#include "shell/Contrast.h"
+#include "shell/DisplaySettings.h"
 #include "shell/Panel.h"
 
 #include <QApplication>
@@ -30,13 +32,6 @@ QRect ToPixels(const TwipsRect& rect)
     const int left = Twips::ToPixels(rect.Left);
     const int top = Twips::ToPixels(rect.Top);
     return QRect(left, top, Twips::ToPixels(rect.Right) - left, Twips::ToPixels(rect.Bottom) - top);
-}
-
-void SetTextColor(QLabel* label, const QColor& color)
-{
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, color);
-    label->setPalette(palette);
 }
 
 } // namespace
@@ -79,7 +74,6 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
     m_fraInfo = new ::Panel(m_viewport);
     m_fraInfo->setObjectName(QStringLiteral("fraInfo"));
     m_fraInfo->setFixedSize(InfoWidthPx, InfoHeightPx);
-    m_fraInfo->SetBackColor(QColor(255, 255, 225));
     m_fraInfo->setCursor(Qt::SizeAllCursor);
     m_fraInfo->installEventFilter(this);
     m_lblAnswer = new QLabel(m_fraInfo);
@@ -93,9 +87,8 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
     statusFont.setPointSizeF(StatusFontPoints);
     statusFont.setBold(true);
     m_lblStatus->setFont(statusFont);
-    // The panel sits on the frame's Base background, which would make labels
-    // paint in the Text role: the status colour lives in WindowText.
-    m_lblStatus->setForegroundRole(QPalette::WindowText);
+    // Room around the verdict for the plate it may get.
+    m_lblStatus->setContentsMargins(4, 1, 4, 1);
     m_cmdWhy = new QPushButton(tr("&Why?"), m_fraInfo);
     m_cmdWhy->setObjectName(QStringLiteral("cmdWhy"));
     m_cmdWhy->setAutoDefault(true);
@@ -112,24 +105,16 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
     auto* info = new QVBoxLayout(m_fraInfo);
     info->setContentsMargins(14, 10, 14, 10);
     info->addWidget(m_lblAnswer);
-    info->addWidget(m_lblStatus);
+    info->addWidget(m_lblStatus, 0, Qt::AlignLeft);
     info->addWidget(m_cmdWhy, 0, Qt::AlignLeft);
     info->addWidget(m_cmdCheck, 0, Qt::AlignLeft);
     m_fraInfo->hide();
 
-    // Row 1 is the template row of both kinds; its selectors also give the
-    // width every row's selector takes, wide enough for any letter.
+    // Row 1 is the template row of both kinds.
     ChoiceRow& first = RowAt(1);
-    OptionAt(1)->setText(QStringLiteral("W."));
-    CheckAt(1)->setText(QStringLiteral("W."));
-    const QSize option = first.Option->sizeHint();
-    const QSize check = first.Check->sizeHint();
-    m_selectorWidth = Twips::FromPixels(qMax(option.width(), check.width()) + 6);
-    m_selectorHeight = Twips::FromPixels(qMax(option.height(), check.height()));
-    // A selector centres its caption on its height; the option text starts at
-    // the same top, so it moves down by the difference to share the baseline.
-    m_labelInset = qMax(0, (qMax(option.height(), check.height()) - QFontMetrics(pageFont).height()) / 2);
-    first.Label->setContentsMargins(0, m_labelInset, 0, 0);
+    OptionAt(1);
+    CheckAt(1);
+    MeasureSelectors();
     first.Option->hide();
     first.Check->hide();
     first.Label->hide();
@@ -144,6 +129,37 @@ QuestionPanel::QuestionPanel(QWidget* tabBefore, QWidget* parent)
         if (now && now->parentWidget() == m_picQuestion)
             EnsureVisible(now);
     });
+}
+
+void QuestionPanel::MeasureSelectors()
+{
+    // Every row's selector is as wide as the widest letter needs.
+    const QRadioButton option(QStringLiteral("W."), m_picQuestion);
+    const QCheckBox check(QStringLiteral("W."), m_picQuestion);
+    const QSize optionSize = option.sizeHint();
+    const QSize checkSize = check.sizeHint();
+    m_selectorWidth = Twips::FromPixels(qMax(optionSize.width(), checkSize.width()) + 6);
+    const int selectorHeight = qMax(optionSize.height(), checkSize.height());
+    m_selectorHeight = Twips::FromPixels(selectorHeight);
+    // A selector centres its caption on its height; the option text starts at
+    // the same top, so it moves down by the difference to share the baseline.
+    m_labelInset = qMax(0, (selectorHeight - QFontMetrics(m_picQuestion->font()).height()) / 2);
+    for (ChoiceRow& row : m_rows)
+        row.Label->setContentsMargins(0, m_labelInset, 0, 0);
+}
+
+void QuestionPanel::SetTextScale(qint32 percent)
+{
+    const qint32 oldHeight = m_contentHeight;
+    const qint32 oldValue = m_vsbScroll->value();
+    QFont pageFont = m_picQuestion->font();
+    pageFont.setPointSizeF(TextScale::Points(PageFontPoints, percent));
+    m_picQuestion->setFont(pageFont);
+    MeasureSelectors();
+    ArrangeContent();
+    const PageGeometry::ScrollRange range
+        = PageGeometry::ScrollFor(m_layout.Frame.Height(), m_layout.FrameInnerHeight, m_contentHeight);
+    m_vsbScroll->setValue(PageGeometry::RescaledScroll(oldValue, oldHeight, m_contentHeight, range));
 }
 
 qint32 QuestionPanel::ScrollBarWidth() const
@@ -463,14 +479,14 @@ void QuestionPanel::SetRowMarks(const QList<ExamSession::RowMark>& marks)
             row.Mark->setFont(markFont);
             row.Mark->setAlignment(Qt::AlignCenter);
             row.Mark->setTextFormat(Qt::PlainText);
-            // On the Base background a label paints in Text; the colour is set in WindowText.
             row.Mark->setForegroundRole(QPalette::WindowText);
         }
         const bool right = mark == ExamSession::RowMark::RightOption;
         row.Mark->setText(right ? QStringLiteral("\u2713") : QStringLiteral("\u2717"));
         row.Mark->setAccessibleName(right ? tr("correct option") : tr("your answer, incorrect"));
         row.Mark->setToolTip(row.Mark->accessibleName());
-        SetTextColor(row.Mark, right ? CorrectColor : IncorrectColor);
+        // On the page's Base background, on a plate where the theme's is too close.
+        Contrast::SetTextOnPlate(row.Mark, right ? CorrectColor : IncorrectColor, QPalette::Base);
         const QRect selector = SelectorAt(i)->geometry();
         row.Mark->setGeometry(0, selector.top(), Twips::ToPixels(QuestionInset), selector.height());
         row.Mark->show();
@@ -504,8 +520,22 @@ void QuestionPanel::ScrollPage(bool down)
 // ---------------------------------------------------------------------------
 // The information panel
 
+void QuestionPanel::PaintInfo()
+{
+    // The note colours of the theme (a pale cream on most light ones), taken
+    // afresh whenever the panel shows, so a changed theme is followed.
+    const QPalette page = m_viewport->palette();
+    QPalette palette = m_fraInfo->palette();
+    palette.setColor(QPalette::Window, page.color(QPalette::ToolTipBase));
+    palette.setColor(QPalette::WindowText, page.color(QPalette::ToolTipText));
+    palette.setColor(QPalette::Text, page.color(QPalette::ToolTipText));
+    m_fraInfo->setPalette(palette);
+}
+
 void QuestionPanel::SetInfoVisible(bool visible)
 {
+    if (visible)
+        PaintInfo();
     m_fraInfo->setVisible(visible);
     if (visible)
         m_fraInfo->raise();
@@ -524,6 +554,7 @@ void QuestionPanel::ShowCheck()
 
 void QuestionPanel::ShowStatus(const ExamSession::Status& status)
 {
+    PaintInfo();
     m_lblAnswer->setText(status.answerText);
     m_lblStatus->setText(status.correct ? QStringLiteral("CORRECT") : QStringLiteral("INCORRECT"));
     // Setting the name announces it to screen readers, also when the
@@ -531,7 +562,8 @@ void QuestionPanel::ShowStatus(const ExamSession::Status& status)
     // listens for it).
     m_lblStatus->setAccessibleName(status.correct ? tr("Correct") : tr("Incorrect"));
     m_lblAnswer->setAccessibleName(status.answerText);
-    SetTextColor(m_lblStatus, status.correct ? CorrectColor : IncorrectColor);
+    m_lblStatus->setForegroundRole(QPalette::WindowText);
+    Contrast::SetTextOnPlate(m_lblStatus, status.correct ? CorrectColor : IncorrectColor, QPalette::Window);
     m_cmdWhy->setVisible(status.whyVisible);
     m_cmdCheck->hide();
 }

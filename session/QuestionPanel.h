@@ -40,6 +40,10 @@ public:
     // Back to the top with no rows shown; rows are kept, hidden, for reuse.
     void ClearChoices();
     void SetQuestion(const QString& text);
+    // The item text and option texts at `percent` of the page design's size
+    // (TextScale); the rows and the scroll range follow their new heights and
+    // the scroll position keeps the candidate's place.
+    void SetTextScale(qint32 percent);
     // One row per option, radio buttons (`options`) or check boxes, each
     // unselected and captioned by its number's letter ("A.", "B.", ...);
     // then the rows in `selected` (1-based; others ignored) are set as a
@@ -118,7 +122,11 @@ private:
     static void SetOption(QRadioButton* option, bool on);
     // "Option B: <text>, not selected" for assistive technology.
     void UpdateRowName(qint32 index);
+    // The selectors' size and the option texts' inset for the page's font.
+    void MeasureSelectors();
     void ArrangeContent();
+    // fraInfo in the theme's note colours.
+    void PaintInfo();
     void UpdateScrollRange();
     void ScrollTo(qint32 value);
     void EnsureVisible(QWidget* child);

@@ -8,9 +8,11 @@
 #include "session/frmExplain.h"
 #include "shell/Common.h"
 #include "shell/Globals.h"
+#include "shell/DisplaySettings.h"
 #include "shell/MessageSeam.h"
 #include "shell/frmReport.h"
 #include "shell/frmReview.h"
+#include "shell/frmShortcuts.h"
 
 #include <QAbstractSpinBox>
 #include <QAccessible>
@@ -160,6 +162,17 @@ void frmExam::BuildPage()
         auto* shortcut = new QShortcut(QKeySequence(keys), this);
         connect(shortcut, &QShortcut::activated, this, [this, keys] { RunKey(keys.key(), keys.keyboardModifiers()); });
     }
+    TextScale::AddKeys(this, [this](TextScale::Change change) {
+        SetTextScale(TextScale::Apply(change, m_textScale));
+        DisplaySettings::StoreTextScale(m_textScale);
+    });
+    frmShortcuts::AddHelpKey(this);
+}
+
+void frmExam::SetTextScale(qint32 percent)
+{
+    m_textScale = percent;
+    m_picBorder->SetTextScale(percent);
 }
 
 // ---------------------------------------------------------------------------
@@ -238,6 +251,8 @@ void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByte
         FormatText(QStringLiteral("Time Remaining:  {1}"), { FormatDuration(qMax<qint32>(m_session.SecondsRemaining(), 0)) }));
     m_lblTime->setAccessibleName(m_lblTime->text());
 
+    m_textScale = DisplaySettings::StoredTextScale();
+    m_picBorder->SetTextScale(m_textScale);
     const TwipsRect area = GetWorkArea();
     setGeometry(ToPixels(area));
     ArrangePage();
@@ -547,6 +562,12 @@ void frmExam::OpenExplanation(qint16 number)
 {
     frmExplain explain(this);
     explain.SetQuestionNumber(number);
+    explain.SetTextScale(m_textScale);
+    // Its own text-size keys change the sitting's size too.
+    connect(&explain, &frmExplain::textScaleChanged, this, [this](qint32 percent) {
+        SetTextScale(percent);
+        DisplaySettings::StoreTextScale(percent);
+    });
     explain.exec();
 }
 

@@ -69,6 +69,11 @@ public:
     void SetReviewMode(qint32 mode) { m_session.SetReviewMode(ExamSession::Review(mode)); }
     qint16 CurrentIndex() const { return m_session.CurrentIndex(); }
     qint16 SecondsRemaining() const { return m_session.SecondsRemaining(); }
+    // The size of the item, option and explanation texts in percent
+    // (TextScale): taken from the settings store when a sitting begins, and
+    // remembered there when the candidate changes it.
+    qint32 TextScalePercent() const { return m_textScale; }
+    void SetTextScale(qint32 percent);
 
     // One second of the clock. tmrTimer only calls this.
     void Tick();
@@ -164,4 +169,5 @@ private:
     PageGeometry::PageLayout m_layout;
     SittingResult m_result;
     bool m_retakeAsked = false;
+    qint32 m_textScale = 100;
 };

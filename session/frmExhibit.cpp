@@ -148,7 +148,9 @@ void frmExhibit::SetExhibit(const QString& fileName)
         const QImage picture = LoadPicture(m_exhibit);
 
         const QScreen* display = screen() ? screen() : QGuiApplication::primaryScreen();
-        const qint32 screenHeight = display ? Twips::FromPixels(display->geometry().height()) : 0;
+        // The screen's height less panels and docks, in logical pixels: at any
+        // scale factor the window then fits on the screen as the candidate sees it.
+        const qint32 screenHeight = display ? Twips::FromPixels(display->availableGeometry().height()) : 0;
         const QSize button = m_cmdClose->sizeHint();
         const ExhibitLayout layout = ExhibitGeometry::Layout(Twips::FromPixels(picture.width()),
             Twips::FromPixels(picture.height()), screenHeight,

@@ -3,6 +3,7 @@
 #include "model/Common.h"
 #include "model/Error.h"
 #include "model/Exam.h"
+#include "shell/DisplaySettings.h"
 #include "shell/Globals.h"
 
 #include <QHBoxLayout>
@@ -32,9 +33,11 @@ frmExplain::frmExplain(QWidget* owner)
     m_txtExplaination->setReadOnly(true);
     m_txtExplaination->setLineWrapMode(QPlainTextEdit::WidgetWidth);
     m_txtExplaination->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    QFont font = m_txtExplaination->font();
-    font.setPointSizeF(std::max(font.pointSizeF(), TextPointSize));
-    m_txtExplaination->setFont(font);
+    SetTextScale(TextScale::Normal);
+    TextScale::AddKeys(this, [this](TextScale::Change change) {
+        SetTextScale(TextScale::Apply(change, m_textScale));
+        Q_EMIT textScaleChanged(m_textScale);
+    });
     m_txtExplaination->setAccessibleName(QStringLiteral("Explanation"));
 
     m_cmdClose = new QPushButton(QStringLiteral("&Close"), this);
@@ -54,6 +57,14 @@ frmExplain::frmExplain(QWidget* owner)
     // The text has the focus so that the arrow keys scroll it; Enter and
     // Escape still close the window.
     m_txtExplaination->setFocus();
+}
+
+void frmExplain::SetTextScale(qint32 percent)
+{
+    m_textScale = percent;
+    QFont font = m_txtExplaination->font();
+    font.setPointSizeF(TextScale::Points(std::max(QFont().pointSizeF(), TextPointSize), percent));
+    m_txtExplaination->setFont(font);
 }
 
 void frmExplain::SetQuestionNumber(qint16 number)

@@ -1,9 +1,8 @@
 #include "shell/ExamListModel.h"
 
-#include <QColor>
-
-namespace {
-const QColor RowColor(64, 64, 64);
+QColor ExamListModel::RowColor()
+{
+    return QColor(64, 64, 64);
 }
 
 ExamListModel::ExamListModel(QObject* parent)
@@ -41,7 +40,7 @@ QVariant ExamListModel::data(const QModelIndex& index, int role) const
     case Qt::ToolTipRole:
         return index.column() == 1 ? QVariant(row.Name) : QVariant();
     case Qt::ForegroundRole:
-        return RowColor;
+        return RowColor();
     case PathRole:
         return row.Path;
     default:

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QColor>
 #include <QList>
 #include <QString>
 
@@ -23,6 +24,9 @@ public:
     static constexpr int PathRole = Qt::UserRole + 1;
 
     explicit ExamListModel(QObject* parent = nullptr);
+
+    // The text colour of every row, whatever the theme: RGB(64, 64, 64).
+    static QColor RowColor();
 
     void SetRows(QList<Row> rows);
     const QList<Row>& Rows() const { return m_rows; }

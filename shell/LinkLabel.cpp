@@ -1,6 +1,7 @@
 #include "shell/LinkLabel.h"
 
 #include "shell/Common.h"
+#include "shell/Contrast.h"
 
 #include <QAccessible>
 #include <QAccessibleWidget>
@@ -226,6 +227,8 @@ void LinkLabel::changeEvent(QEvent* event)
 void LinkLabel::showEvent(QShowEvent* event)
 {
     Fit();
+    // The container's theme may have changed since the colours were set.
+    ApplyBackColor();
     QWidget::showEvent(event);
 }
 
@@ -315,6 +318,7 @@ void LinkLabel::ApplyForeColor()
     } else {
         m_label->setPalette(QPalette());
     }
+    ApplyBackColor();
 }
 
 void LinkLabel::ApplyBackColor()
@@ -326,8 +330,16 @@ void LinkLabel::ApplyBackColor()
         palette.setColor(QPalette::Window, m_backColor);
         setPalette(palette);
         setAutoFillBackground(true);
-    } else {
-        setPalette(QPalette());
-        setAutoFillBackground(false);
+        return;
     }
+    // The container's colour shows through, unless the link's own colour
+    // would not read on it (the classic blue on a dark theme): then the
+    // nearest colour that reads is painted behind the text.
+    const QColor ground = (parentWidget() ? parentWidget() : this)->palette().color(QPalette::Window);
+    const QColor plate = m_foreColor.isValid() ? Contrast::ReadableBackground({ m_foreColor }, ground) : ground;
+    QPalette palette;
+    if (plate != ground)
+        palette.setColor(QPalette::Window, plate);
+    setPalette(palette);
+    setAutoFillBackground(plate != ground);
 }

@@ -9,6 +9,8 @@
 #include "shell/MessageSeam.h"
 #include "shell/Resources.h"
 #include "shell/frmAbout.h"
+#include "shell/frmShortcuts.h"
+#include "shell/Contrast.h"
 #include "shell/FileDialogSeam.h"
 #include "shell/frmImport.h"
 
@@ -30,6 +32,8 @@
 
 namespace {
 
+// The darkest ink of the logo's word mark (resources/logo.svg).
+const QColor LogoInk(0x1F, 0x2A, 0x44);
 
 QLabel* Separator(QWidget* parent)
 {
@@ -104,6 +108,7 @@ frmMain::frmMain(QWidget* parent)
     connect(m_lblImport, &LinkLabel::clicked, this, &frmMain::cmdImport_Click);
     auto* importKey = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_I), this);
     connect(importKey, &QShortcut::activated, this, &frmMain::cmdImport_Click);
+    frmShortcuts::AddHelpKey(this);
     // A question bank dropped on the catalogue is imported.
     m_lvwExams->viewport()->setAcceptDrops(true);
     m_lvwExams->viewport()->installEventFilter(this);
@@ -343,9 +348,28 @@ void frmMain::resizeEvent(QResizeEvent* event)
     SizeColumns(m_lvwExams);
 }
 
+void frmMain::PaintExamList()
+{
+    // The rows keep their fixed dark grey; on a dark theme the list's ground
+    // (both of its alternating shades) lightens just enough to read it.
+    const QPalette window = palette();
+    QPalette list = window;
+    for (QPalette::ColorRole role : { QPalette::Base, QPalette::AlternateBase }) {
+        for (QPalette::ColorGroup group : { QPalette::Active, QPalette::Inactive, QPalette::Disabled })
+            list.setColor(
+                group, role, Contrast::ReadableBackground({ ExamListModel::RowColor() }, window.color(group, role)));
+    }
+    m_lvwExams->setPalette(list);
+    // The word mark is dark ink drawn for a light ground: on a dark theme the
+    // logo gets a white plate of its own.
+    const bool dark = Contrast::Ratio(LogoInk, window.color(QPalette::Window)) < Contrast::Minimum;
+    m_picLogo->setStyleSheet(dark ? QStringLiteral("QLabel { background: white; border-radius: 8px; }") : QString());
+}
+
 void frmMain::showEvent(QShowEvent* event)
 {
     QWidget::showEvent(event);
+    PaintExamList();
     SizeColumns(m_lvwExams);
     m_lvwExams->setFocus();
 }

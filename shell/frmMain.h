@@ -67,6 +67,8 @@ private:
     // Loads the selected exam as CurrentExam(); false after a message when
     // there is none to load.
     bool LoadSelectedExam();
+    // The list's ground readable under its fixed row colour, from the theme.
+    void PaintExamList();
 
     QLabel* m_picLogo;
     ExamListModel* m_exams;

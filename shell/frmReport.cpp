@@ -3,6 +3,7 @@
 #include "model/Error.h"
 #include "model/Exam.h"
 #include "shell/Common.h"
+#include "shell/Contrast.h"
 #include "shell/MessageSeam.h"
 #include "shell/ReportLayout.h"
 #include "shell/Resources.h"
@@ -35,13 +36,61 @@ namespace {
 // The classic run-time error of a printer that cannot take the job.
 constexpr qint32 PrinterError = 482;
 
-// On screen the report is a dark results page: the verdict colours (light
-// green, orange-red, sky blue) only read well on a dark ground.
-const QColor Ground(23, 32, 51);
-const QColor Card(33, 44, 64);
-const QColor Track(46, 59, 84);
-const QColor Ink(229, 233, 240);
-const QColor Muted(148, 163, 184);
+// The report's colours on screen, from the theme. The described colours
+// (the bars, and the headline and figures drawn in them) stay as they are;
+// the ground they sit on, the plate, is the window's own where they read on
+// it, else the nearest colour that reads (dark on most light themes).
+struct Scheme
+{
+    QColor Plate;
+    QColor Ink; // text on the plate
+    QColor Muted; // captions and the scale, dimmer yet readable
+    QColor Track; // the empty part of a bar's row
+    QColor Border;
+};
+
+QColor Blend(const QColor& from, const QColor& to, double share)
+{
+    return QColor::fromRgbF(float(from.redF() + (to.redF() - from.redF()) * share),
+        float(from.greenF() + (to.greenF() - from.greenF()) * share),
+        float(from.blueF() + (to.blueF() - from.blueF()) * share));
+}
+
+Scheme SchemeFor(const QPalette& palette, const QColor& resultColor)
+{
+    Scheme scheme;
+    const QColor window = palette.color(QPalette::Window);
+    scheme.Plate = Contrast::ReadableBackground({ RequiredColor, resultColor }, window);
+    scheme.Ink = palette.color(QPalette::WindowText);
+    if (Contrast::Ratio(scheme.Ink, scheme.Plate) < Contrast::Minimum)
+        scheme.Ink = Contrast::ReadableText(scheme.Plate);
+    scheme.Muted = scheme.Ink;
+    for (double share = 0.45; share > 0; share -= 0.05) {
+        const QColor muted = Blend(scheme.Ink, scheme.Plate, share);
+        if (Contrast::Ratio(muted, scheme.Plate) >= Contrast::Minimum) {
+            scheme.Muted = muted;
+            break;
+        }
+    }
+    scheme.Track = Blend(scheme.Plate, scheme.Ink, 0.12);
+    scheme.Border = Blend(scheme.Plate, scheme.Ink, 0.2);
+    return scheme;
+}
+
+// Style sheets re-polish a whole subtree: set only when they change.
+void SetStyleSheet(QWidget* widget, const QString& sheet)
+{
+    if (widget->styleSheet() != sheet)
+        widget->setStyleSheet(sheet);
+}
+
+void SetColors(QWidget* widget, const QColor& text, const QColor& ground)
+{
+    QPalette palette = widget->palette();
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Window, ground);
+    widget->setPalette(palette);
+}
 
 // Height of one bar's row in picScores, and of the bar in it (pixels).
 constexpr int ChartRow = 44;
@@ -62,7 +111,7 @@ QLabel* Caption(const QString& text, QWidget* parent)
     font.setBold(true);
     font.setLetterSpacing(QFont::PercentageSpacing, 110);
     label->setFont(font);
-    label->setStyleSheet(QStringLiteral("color: %1;").arg(Rgb(Muted)));
+    label->setProperty("Muted", true);
     return label;
 }
 
@@ -83,6 +132,8 @@ class ScoreChart : public QWidget
 {
 public:
     using QWidget::QWidget;
+    QColor Track;
+    QColor Grid;
 
 protected:
     void paintEvent(QPaintEvent*) override
@@ -97,7 +148,7 @@ protected:
                 5, 5);
             painter.fillPath(track, Track);
         }
-        painter.setPen(QPen(Muted, 1, Qt::DotLine));
+        painter.setPen(QPen(Grid, 1, Qt::DotLine));
         for (int quarter = 1; quarter < 4; ++quarter) {
             const int x = area.left() + area.width() * quarter / 4;
             painter.drawLine(x, area.top() + 4, x, area.bottom() - 4);
@@ -119,7 +170,7 @@ protected:
     void paintEvent(QPaintEvent*) override
     {
         QPainter painter(this);
-        painter.setPen(Muted);
+        painter.setPen(palette().color(QPalette::WindowText));
         const QRect area = contentsRect();
         for (int quarter = 0; quarter <= 4; ++quarter) {
             const QString mark = QString::number(quarter * 25) + QLatin1Char('%');
@@ -144,22 +195,6 @@ QString MessageHtml(const QString& message, const QColor& headlineColor)
                     .arg(lines[i].toHtmlEscaped());
     }
     return html;
-}
-
-QString ReportStyleSheet()
-{
-    return QStringLiteral(
-        "frmReport { background: %1; }"
-        "QLabel { color: %2; }"
-        "QLabel#picLogo { background: white; border-radius: 14px; padding: 12px 22px; }"
-        "QFrame#fraScores { background: %3; border: 1px solid %4; border-radius: 12px; }"
-        "QPushButton { background: %4; color: %2; border: 1px solid #44557a; border-radius: 6px;"
-        " padding: 7px 22px; min-width: 90px; }"
-        "QPushButton:hover { background: #3a4b70; }"
-        "QPushButton:focus { border: 2px solid #9cc8f7; }"
-        "QPushButton#cmdExit { background: %5; color: white; border-color: %5; }"
-        "QPushButton#cmdExit:focus { border: 2px solid white; }")
-        .arg(Rgb(Ground), Rgb(Ink), Rgb(Card), Rgb(Track), Rgb(RequiredColor.darker(125)));
 }
 
 QFont PrintFont(TextStyle style, double titlePoints)
@@ -204,7 +239,6 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
     InitResources();
     setObjectName(QStringLiteral("frmReport"));
     setWindowTitle(FormatText(QStringLiteral("Score Report - {1}"), { exam.Code() }));
-    setStyleSheet(ReportStyleSheet());
 
     m_examCode = exam.Code();
     m_examName = exam.Name();
@@ -214,6 +248,9 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
 
     m_picLogo = new QLabel(this);
     m_picLogo->setObjectName(QStringLiteral("picLogo"));
+    // The logo is drawn for paper: it keeps a white plate in every theme.
+    m_picLogo->setStyleSheet(
+        QStringLiteral("QLabel#picLogo { background: white; border-radius: 14px; padding: 12px 22px; }"));
     const QPixmap logo = LoadIcon(QStringLiteral(":/Logo")).pixmap(LogoSize, devicePixelRatioF());
     if (!logo.isNull())
         m_picLogo->setPixmap(logo);
@@ -227,9 +264,9 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
     QFont messageFont = m_lblMessage->font();
     messageFont.setPointSizeF(13);
     m_lblMessage->setFont(messageFont);
-    // The message starts right below the logo; its own margin gives the
-    // headline room to breathe.
-    m_lblMessage->setContentsMargins(0, 14, 0, 0);
+    // The message starts right below the logo; its own margins give the
+    // headline room to breathe and its plate an edge.
+    m_lblMessage->setContentsMargins(28, 14, 28, 14);
 
     m_fraScores = new QFrame(this);
     m_fraScores->setObjectName(QStringLiteral("fraScores"));
@@ -240,7 +277,7 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
     m_lblGrade = BigNumber(m_fraScores, QStringLiteral("lblGrade"));
     m_lblOutOf = new QLabel(m_fraScores);
     m_lblOutOf->setObjectName(QStringLiteral("lblOutOf"));
-    m_lblOutOf->setStyleSheet(QStringLiteral("color: %1;").arg(Rgb(Muted)));
+    m_lblOutOf->setProperty("Muted", true);
     auto* figures = new QHBoxLayout;
     figures->setSpacing(24);
     const auto addFigure = [&](const QString& caption, QLabel* number, QLabel* note) {
@@ -285,8 +322,9 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
     }
 
     auto* rule = new QFrame(m_fraScores);
+    rule->setObjectName(QStringLiteral("linRule"));
     rule->setFixedHeight(1);
-    rule->setStyleSheet(QStringLiteral("background: %1; border: none;").arg(Rgb(Track)));
+    rule->setAutoFillBackground(true);
 
     auto* grid = new QGridLayout(m_fraScores);
     grid->setContentsMargins(28, 20, 28, 18);
@@ -301,7 +339,9 @@ frmReport::frmReport(const Exam& exam, QWidget* owner)
     grid->addWidget(m_picScores, 4, 1, 2, 1);
     grid->addWidget(m_lblRequiredShare, 4, 2);
     grid->addWidget(m_lblObtainedShare, 5, 2);
-    grid->addWidget(new ScaleRuler(m_fraScores), 6, 1);
+    auto* ruler = new ScaleRuler(m_fraScores);
+    ruler->setProperty("Muted", true);
+    grid->addWidget(ruler, 6, 1);
     grid->setColumnStretch(1, 1);
 
     m_cmdPrint = new QPushButton(QStringLiteral("&Print..."), this);
@@ -393,11 +433,9 @@ void frmReport::Form_Resize()
 
     m_lblObtainedScore->setText(QString::number(m_obtainedScore));
     m_lblOutOf->setText(FormatText(QStringLiteral("out of {1}"), { m_totalScore }));
-    m_lblObtainedScore->setStyleSheet(QStringLiteral("color: %1;").arg(Rgb(resultColor)));
     m_lblRequiredScore->setText(QString::number(m_requiredScore));
-    m_lblRequiredScore->setStyleSheet(QStringLiteral("color: %1;").arg(Rgb(RequiredColor)));
     m_lblGrade->setText(Grade(m_obtainedScore, m_requiredScore));
-    m_lblGrade->setStyleSheet(QStringLiteral("color: %1;").arg(Rgb(resultColor)));
+    ApplyScheme(resultColor);
     m_lblRequiredShare->setText(QString::number(requiredShare) + QLatin1Char('%'));
     m_lblObtainedShare->setText(QString::number(obtainedShare) + QLatin1Char('%'));
     const SpokenReport spoken = Spoken(m_obtainedScore, m_requiredScore, m_totalScore, obtainedShare, requiredShare,
@@ -434,8 +472,30 @@ void frmReport::Form_Resize()
     place(m_cmdExit, placed.Exit);
     // Centred under the score frame, between Print and Close.
     const int retakeWidth = m_cmdRetake->sizeHint().width();
-    m_cmdRetake->setGeometry(m_fraScores->geometry().center().x() - retakeWidth / 2, m_cmdExit->y(), retakeWidth,
-        m_cmdExit->height());
+    m_cmdRetake->setGeometry(
+        m_fraScores->geometry().center().x() - retakeWidth / 2, m_cmdExit->y(), retakeWidth, m_cmdExit->height());
+}
+
+void frmReport::ApplyScheme(const QColor& resultColor)
+{
+    const Scheme scheme = SchemeFor(palette(), resultColor);
+    SetStyleSheet(m_fraScores,
+        QStringLiteral("QFrame#fraScores { background: %1; border: 1px solid %2; border-radius: 12px; }")
+            .arg(Rgb(scheme.Plate), Rgb(scheme.Border)));
+    for (QWidget* child : m_fraScores->findChildren<QWidget*>())
+        SetColors(child, child->property("Muted").toBool() ? scheme.Muted : scheme.Ink, scheme.Plate);
+    SetColors(m_fraScores->findChild<QFrame*>(QStringLiteral("linRule")), scheme.Ink, scheme.Track);
+    SetColors(m_lblObtainedScore, resultColor, scheme.Plate);
+    SetColors(m_lblGrade, resultColor, scheme.Plate);
+    SetColors(m_lblRequiredScore, RequiredColor, scheme.Plate);
+    auto* chart = static_cast<ScoreChart*>(m_picScores);
+    chart->Track = scheme.Track;
+    chart->Grid = scheme.Muted;
+    chart->update();
+    // The headline is on the plate too, and so are the lines under it.
+    SetColors(m_lblMessage, scheme.Ink, scheme.Plate);
+    SetStyleSheet(m_lblMessage,
+        QStringLiteral("QLabel#lblMessage { background: %1; border-radius: 12px; }").arg(Rgb(scheme.Plate)));
 }
 
 void frmReport::resizeEvent(QResizeEvent* event)

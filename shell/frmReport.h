@@ -63,6 +63,8 @@ private:
     // The work of each resize: verdict, texts, bars and placement.
     void Form_Resize();
     void SetBar(QWidget* bar, qint16 percent, const QColor& color);
+    // The on-screen colours for this verdict's colour, from the theme.
+    void ApplyScheme(const QColor& resultColor);
     void UpdateBars();
     // The share of `score`, or 0 when the maximum leaves it undefined.
     qint16 ShareOrZero(qint16 score) const;

@@ -2,7 +2,10 @@
 #include "model/Exam.h"
 #include "session/frmExhibit.h"
 #include "shell/Globals.h"
+#include "shell/DisplaySettings.h"
 #include "shell/MessageSeam.h"
+#include "shell/Registry.h"
+#include "shell/frmShortcuts.h"
 #include "shell/frmReport.h"
 #include "shell/frmReview.h"
 
@@ -114,6 +117,8 @@ class frmExamTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
     void startExam();
@@ -132,6 +137,9 @@ private Q_SLOTS:
     void lowTimeCue();
     void tabOrder_data();
     void tabOrder();
+    void textScale_data();
+    void textScale();
+    void shortcutList();
 
 private:
     template <typename T = QWidget>
@@ -195,7 +203,18 @@ private:
 
     std::unique_ptr<QWidget> m_catalogue;
     std::unique_ptr<frmExam> m_window;
+    QTemporaryDir m_store; // the settings store, never the user's
 };
+
+void frmExamTest::initTestCase()
+{
+    Registry::SetStoreFolders(m_store.path(), m_store.filePath("machine"));
+}
+
+void frmExamTest::cleanupTestCase()
+{
+    Registry::SetStoreFolders({}, {});
+}
 
 void frmExamTest::init()
 {
@@ -676,6 +695,71 @@ void frmExamTest::tabOrder()
         QCOMPARE(seen, ring);
         std::reverse(ring.begin() + 1, ring.end());
     }
+}
+
+void frmExamTest::textScale_data()
+{
+    QTest::addColumn<QList<int>>("keys"); // each pressed with Ctrl
+    QTest::addColumn<int>("percent");
+    QTest::newRow("75 %: Minus stops at the smallest")
+        << QList<int> { Qt::Key_Minus, Qt::Key_Minus, Qt::Key_Minus } << 75;
+    QTest::newRow("100 %: 0 after Plus") << QList<int> { Qt::Key_Plus, Qt::Key_0 } << 100;
+    QTest::newRow("300 %: Plus and = stop at the largest") << QList<int> { Qt::Key_Plus, Qt::Key_Plus, Qt::Key_Plus,
+        Qt::Key_Plus, Qt::Key_Equal, Qt::Key_Equal, Qt::Key_Equal, Qt::Key_Equal }
+                                                           << 300;
+}
+
+// The keys scale the item and its options; the rows and the scroll range
+// follow the texts' measured heights, and the next sitting keeps the size.
+void frmExamTest::textScale()
+{
+    QFETCH(QList<int>, keys);
+    QFETCH(int, percent);
+    DisplaySettings::StoreTextScale(100);
+    Start({ { { true, false } }, { QList<bool>(12, false) } });
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get())); // shortcuts need an active window
+    m_window->GotoQuestion(2);
+    auto* scroll = W<QScrollBar>("vsbScroll");
+    scroll->setValue(scroll->maximum());
+    for (int key : keys)
+        Key(Qt::Key(key), Qt::ControlModifier);
+    QCOMPARE(W("lblQuestion")->font().pointSizeF(), 12.0 * percent / 100);
+    QCOMPARE(W("lblChoices12")->font().pointSizeF(), 12.0 * percent / 100);
+    for (int i = 1; i < 12; ++i) {
+        auto* label = W<QLabel>(QString("lblChoices%1").arg(i));
+        QCOMPARE(label->height(), label->heightForWidth(label->width()));
+        // 200 twips (13 px) from one text's bottom to the next row, to a pixel.
+        const int gap = W(QString("lblChoices%1").arg(i + 1))->y() - (label->y() + label->height());
+        QVERIFY2(qAbs(gap - 13) <= 1, qPrintable(QString::number(gap)));
+    }
+    QWidget* content = W("picQuestion");
+    QWidget* viewport = content->parentWidget();
+    QCOMPARE(scroll->isEnabled(), content->height() > viewport->height());
+    if (scroll->isEnabled()) {
+        scroll->setValue(scroll->maximum());
+        QVERIFY(W("lblChoices12")->geometry().translated(content->pos()).bottom() < viewport->height());
+    }
+    QCOMPARE(DisplaySettings::StoredTextScale(), percent);
+    Start();
+    QCOMPARE(m_window->TextScalePercent(), percent);
+    QCOMPARE(W("lblChoices1")->font().pointSizeF(), 12.0 * percent / 100);
+}
+
+// F1 lists the keys beside the sitting, which goes on; Escape closes it.
+void frmExamTest::shortcutList()
+{
+    Start();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    Key(Qt::Key_F1);
+    auto* list = m_window->findChild<frmShortcuts*>();
+    QVERIFY(list && list->isVisible() && !list->isModal());
+    const QString text = list->findChild<QLabel*>("lblShortcuts")->text();
+    for (const char* key :
+        { "Ctrl+Right", "Ctrl+End", "Shift+letter", "Alt+S", "Ctrl+H", "Ctrl+Plus", "Ctrl+Minus", "Ctrl+0", "Escape" })
+        QVERIFY2(text.contains(key), key);
+    QTest::keyClick(list, Qt::Key_Escape);
+    QVERIFY(!list->isVisible());
+    QCOMPARE(m_window->CurrentIndex(), qint16(1));
 }
 
 QTEST_MAIN(frmExamTest)

@@ -23,6 +23,8 @@ private Q_SLOTS:
     void layoutChoices();
     void scrollFor_data();
     void scrollFor();
+    void rescaledScroll_data();
+    void rescaledScroll();
     void dragInfo_data();
     void dragInfo();
 };
@@ -44,9 +46,9 @@ void PageGeometryTest::layoutPage_data()
         << QList<qint32> { 18409, 18041, 16024, 96, 8700, -1, 17304 };
     // 99 % of 10201 is 10098.99: the frame is 10099 wide, 51 from the left;
     // the button span 8299 splits at 2766.3 and 5532.7, to the nearest twip.
-    QTest::newRow("odd width, exhibit")
-        << 10201 << true << Box(51, 580, 10099, 10810) << Box(9829, 0, 240, 10780) << Point { 5579, 9050 }
-        << QList<qint32> { 9767, 9572, 7070, 51, 2817, 5584, 8350 };
+    QTest::newRow("odd width, exhibit") << 10201 << true << Box(51, 580, 10099, 10810) << Box(9829, 0, 240, 10780)
+                                        << Point { 5579, 9050 }
+                                        << QList<qint32> { 9767, 9572, 7070, 51, 2817, 5584, 8350 };
 }
 
 void PageGeometryTest::layoutPage()
@@ -54,14 +56,22 @@ void PageGeometryTest::layoutPage()
     QFETCH(qint32, windowWidth);
     QFETCH(bool, exhibit);
     const PageGeometry::PageLayout out = PageGeometry::LayoutPage({ .WindowInnerWidth = windowWidth,
-        .WindowInnerHeight = 12000, .MarkTop = 120, .MarkHeight = 360, .FrameBorder = 15, .ScrollBarWidth = 240,
-        .TimeWidth = 3000, .InfoWidth = 4200, .InfoHeight = 1680, .ButtonHeight = 510, .ReviewWidth = 1800,
+        .WindowInnerHeight = 12000,
+        .MarkTop = 120,
+        .MarkHeight = 360,
+        .FrameBorder = 15,
+        .ScrollBarWidth = 240,
+        .TimeWidth = 3000,
+        .InfoWidth = 4200,
+        .InfoHeight = 1680,
+        .ButtonHeight = 510,
+        .ReviewWidth = 1800,
         .ExhibitVisible = exhibit });
     QTEST(out.Frame, "frame");
     QTEST(out.ScrollBar, "scrollBar");
     QTEST(out.InfoHome, "infoHome");
-    QTEST(QList<qint32>({ out.ContentWidth, out.QuestionWidth, out.TimeLeft, out.Buttons.NextLeft,
-              out.Buttons.PrevLeft, exhibit ? out.Buttons.ExhibitLeft : -1, out.Buttons.ReviewLeft }),
+    QTEST(QList<qint32>({ out.ContentWidth, out.QuestionWidth, out.TimeLeft, out.Buttons.NextLeft, out.Buttons.PrevLeft,
+              exhibit ? out.Buttons.ExhibitLeft : -1, out.Buttons.ReviewLeft }),
         "measures");
     QCOMPARE(out.Buttons.Top, 11490); // on the window's bottom edge, 100 below the frame
 }
@@ -106,6 +116,31 @@ void PageGeometryTest::scrollFor()
 {
     QFETCH(qint32, contentHeight);
     QTEST(PageGeometry::ScrollFor(5030, 5000, contentHeight), "range");
+}
+
+void PageGeometryTest::rescaledScroll_data()
+{
+    // Text scaled from 100 % to `percent` in a frame 5030 outside, 5000 inside:
+    // the content's height scales with it.
+    QTest::addColumn<qint32>("percent");
+    QTest::addColumn<qint32>("oldHeight");
+    QTest::addColumn<qint32>("value");
+    QTest::addColumn<qint32>("rescaled");
+    QTest::newRow("300 %: the same share above the top") << 300 << 12000 << 3485 << 10455;
+    QTest::newRow("300 %: from the top stays at the top") << 300 << 12000 << 0 << 0;
+    QTest::newRow("75 %: at the end stays at the end") << 75 << 12000 << 6970 << 3970;
+    QTest::newRow("75 %: now fits") << 75 << 6000 << 970 << 0;
+    QTest::newRow("100 %: unchanged") << 100 << 12000 << 4000 << 4000;
+}
+
+void PageGeometryTest::rescaledScroll()
+{
+    QFETCH(qint32, percent);
+    QFETCH(qint32, oldHeight);
+    QFETCH(qint32, value);
+    const qint32 newHeight = oldHeight * percent / 100;
+    QTEST(PageGeometry::RescaledScroll(value, oldHeight, newHeight, PageGeometry::ScrollFor(5030, 5000, newHeight)),
+        "rescaled");
 }
 
 void PageGeometryTest::dragInfo_data()

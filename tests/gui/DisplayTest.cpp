@@ -1,0 +1,245 @@
+#include "model/Exam.h"
+#include "session/frmExam.h"
+#include "shell/Contrast.h"
+#include "shell/DisplaySettings.h"
+#include "shell/ExamListModel.h"
+#include "shell/Globals.h"
+#include "shell/MessageSeam.h"
+#include "shell/Panel.h"
+#include "shell/Registry.h"
+#include "shell/ReportLayout.h"
+#include "shell/frmMain.h"
+#include "shell/frmReport.h"
+#include "shell/frmShortcuts.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeView>
+
+using Scheme = DisplaySettings::ColorScheme;
+using Change = TextScale::Change;
+Q_DECLARE_METATYPE(Scheme)
+Q_DECLARE_METATYPE(Change)
+
+namespace {
+
+// Two radio items keyed B: the first answered B, the second A.
+std::shared_ptr<Exam> MakeExam(qint16 passScore)
+{
+    auto exam = std::make_shared<Exam>();
+    exam->SetCode("EX-101");
+    exam->SetMaxScore(1000);
+    exam->SetPassScore(passScore);
+    exam->SetDuration(10);
+    for (const char* answer : { "2", "1" }) {
+        auto question = exam->Questions().Add();
+        question->SetProblem("Which one?");
+        for (int i = 1; i <= 3; ++i) {
+            auto choice = question->Choices().Add();
+            choice->SetStatement(QString("Option %1").arg(i));
+            choice->SetIsSolution(i == 2);
+        }
+        question->Choices().ResetNumbers();
+        question->SetAnswer(answer);
+    }
+    exam->Questions().ResetNumbers();
+    return exam;
+}
+
+// The colour behind `widget` as painted: the nearest widget, itself
+// included, that fills its own background.
+QColor Ground(const QWidget* widget)
+{
+    for (; widget; widget = widget->parentWidget()) {
+        if (const auto* panel = qobject_cast<const Panel*>(widget))
+            return panel->BackColor();
+        if (widget->autoFillBackground() || widget->testAttribute(Qt::WA_StyledBackground) || widget->isWindow())
+            return widget->palette().color(widget->backgroundRole());
+    }
+    return {};
+}
+
+} // namespace
+
+class DisplayTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void cleanup();
+    void textScaleSteps_data();
+    void textScaleSteps();
+    void storedTextScale_data();
+    void storedTextScale();
+    void readableBackground_data();
+    void readableBackground();
+    void windowContrast_data();
+    void windowContrast();
+
+private:
+    // Every named text of `window` with its colour and ground must read.
+    void CheckPairs(QWidget* window, const QList<std::pair<QString, QColor>>& extra = {});
+
+    QTemporaryDir m_home;
+};
+
+void DisplayTest::initTestCase()
+{
+    qputenv("XDG_DATA_HOME", m_home.filePath("data").toUtf8());
+    Registry::SetStoreFolders(m_home.filePath("config"), m_home.filePath("machine"));
+    MessageSeam::Intercept(true);
+}
+
+void DisplayTest::cleanupTestCase()
+{
+    Registry::SetStoreFolders({}, {});
+}
+
+void DisplayTest::cleanup()
+{
+    CurrentExam().reset();
+}
+
+void DisplayTest::textScaleSteps_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<Change>("change");
+    QTest::addColumn<int>("to");
+    QTest::newRow("larger") << 100 << Change::Larger << 110;
+    QTest::newRow("larger at the largest") << 300 << Change::Larger << 300;
+    QTest::newRow("smaller at the smallest") << 75 << Change::Smaller << 75;
+    QTest::newRow("larger between steps") << 130 << Change::Larger << 150;
+    QTest::newRow("smaller between steps") << 130 << Change::Smaller << 125;
+    QTest::newRow("smaller from above the range") << 1000 << Change::Smaller << 300;
+    QTest::newRow("normal") << 250 << Change::Normal << 100;
+}
+
+void DisplayTest::textScaleSteps()
+{
+    QFETCH(int, from);
+    QFETCH(Change, change);
+    QTEST(TextScale::Apply(change, from), "to");
+}
+
+void DisplayTest::storedTextScale_data()
+{
+    QTest::addColumn<QString>("line"); // as written in the settings file
+    QTest::addColumn<int>("percent");
+    QTest::newRow("a step") << "Text Scale=dword:250" << 250;
+    QTest::newRow("between steps: nearest") << "Text Scale=dword:130" << 125;
+    QTest::newRow("text by hand") << "Text Scale= 150% " << 150;
+    QTest::newRow("below the range") << "Text Scale=dword:74" << 100;
+    QTest::newRow("above the range") << "Text Scale=dword:0xFFFFFFFF" << 100;
+    QTest::newRow("not a number") << "Text Scale=big" << 100;
+    QTest::newRow("bytes") << "Text Scale=bin:fa00" << 100;
+    QTest::newRow("damaged number") << "Text Scale=dword:12x" << 100;
+    QTest::newRow("missing") << "" << 100;
+}
+
+void DisplayTest::storedTextScale()
+{
+    QFETCH(QString, line);
+    QFile store(Registry::StorePath(Registry::HKEY_CURRENT_USER));
+    QVERIFY(QDir().mkpath(QFileInfo(store).path()) && store.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    store.write(("[Software\\Practorum\\Display]\n" + line + "\n").toUtf8());
+    store.close();
+    QTEST(DisplaySettings::StoredTextScale(), "percent");
+    DisplaySettings::StoreTextScale(175);
+    QCOMPARE(DisplaySettings::StoredTextScale(), 175);
+}
+
+void DisplayTest::readableBackground_data()
+{
+    QTest::addColumn<QColor>("text");
+    QTest::addColumn<QColor>("ground");
+    QTest::addColumn<QColor>("readable");
+    QTest::newRow("reads already: kept") << QColor(0, 128, 0) << QColor(255, 255, 255) << QColor(255, 255, 255);
+    // Pure red reaches only 4.0:1 on white: the ground darkens until 4.5:1.
+    QTest::newRow("red on white: darker") << QColor(255, 0, 0) << QColor(255, 255, 255) << QColor(22, 22, 22);
+    // Green 0,128,0 cannot reach 4.5:1 on black: a dark ground lightens.
+    QTest::newRow("green on dark: lighter") << QColor(0, 128, 0) << QColor(37, 37, 40) << QColor(240, 240, 240);
+    QTest::newRow("grey rows on dark") << QColor(64, 64, 64) << QColor(50, 50, 54) << QColor(171, 171, 173);
+}
+
+void DisplayTest::readableBackground()
+{
+    QFETCH(QColor, text);
+    QFETCH(QColor, ground);
+    const QColor readable = Contrast::ReadableBackground({ text }, ground);
+    QTEST(readable, "readable");
+    QVERIFY(Contrast::Ratio(text, readable) >= 4.5);
+    QCOMPARE(qRound(Contrast::Ratio(Qt::black, Qt::white) * 100), 2100);
+}
+
+void DisplayTest::windowContrast_data()
+{
+    QTest::addColumn<Scheme>("scheme");
+    QTest::addColumn<QString>("window");
+    for (const auto& [scheme, name] : { std::pair { Scheme::Light, "light" }, std::pair { Scheme::Dark, "dark" } }) {
+        for (const char* window : { "catalogue", "post-exam page", "report passed", "report failed" })
+            QTest::newRow(qPrintable(QString("%1 %2").arg(name, window))) << scheme << QString(window);
+    }
+}
+
+// Each window built under the light and the dark palette: every label's text
+// against what is painted behind it, the described colours included.
+void DisplayTest::windowContrast()
+{
+    QFETCH(Scheme, scheme);
+    QFETCH(QString, window);
+    DisplaySettings::ApplyColorScheme(*qApp, scheme);
+    if (window == "catalogue") {
+        frmMain main;
+        main.show();
+        auto* list = main.findChild<QTreeView*>("lvwExams");
+        for (QPalette::ColorRole role : { QPalette::Base, QPalette::AlternateBase })
+            QVERIFY(Contrast::Ratio(ExamListModel::RowColor(), list->palette().color(role)) >= 4.5);
+        CheckPairs(&main);
+        QVERIFY(QTest::qWaitForWindowActive(&main));
+        QTest::keyClick(&main, Qt::Key_F1);
+        QVERIFY(main.findChild<frmShortcuts*>() && main.findChild<frmShortcuts*>()->isVisible());
+    } else if (window == "post-exam page") {
+        CurrentExam() = MakeExam(700);
+        frmExam exam;
+        exam.StartExam();
+        CurrentExam()->EndExam();
+        exam.StartPostExamReview();
+        CheckPairs(&exam); // item 1: CORRECT
+        exam.GotoQuestion(2);
+        CheckPairs(&exam); // item 2: INCORRECT, a wrong choice marked
+    } else {
+        const std::shared_ptr<Exam> exam = MakeExam(window == "report passed" ? 500 : 700);
+        frmReport report(*exam);
+        report.show();
+        // The headline is drawn in the verdict's colour on the message's ground.
+        CheckPairs(&report, { { "lblMessage", ReportLayout::ResultColor(exam->CalculateScore(), exam->PassScore()) } });
+    }
+}
+
+void DisplayTest::CheckPairs(QWidget* window, const QList<std::pair<QString, QColor>>& extra)
+{
+    QList<std::pair<QString, QColor>> pairs = extra;
+    for (QLabel* label : window->findChildren<QLabel*>()) {
+        if (label->isVisible() && !label->text().isEmpty() && label->pixmap().isNull()) {
+            const QString name = label->objectName().isEmpty() ? label->text().left(20) : label->objectName();
+            pairs.append({ name, label->palette().color(label->foregroundRole()) });
+        }
+    }
+    QVERIFY(pairs.size() >= 3);
+    for (const auto& [name, text] : pairs) {
+        const QWidget* widget = name == "lblMessage" ? window->findChild<QWidget*>(name) : nullptr;
+        for (QLabel* label : window->findChildren<QLabel*>())
+            widget
+                = widget ? widget : ((label->objectName() == name || label->text().left(20) == name) ? label : nullptr);
+        const double ratio = Contrast::Ratio(text, Ground(widget));
+        QVERIFY2(ratio >= 4.5,
+            qPrintable(QString("%1: %2 on %3 is %4:1").arg(name, text.name(), Ground(widget).name()).arg(ratio)));
+    }
+}
+
+QTEST_MAIN(DisplayTest)
+#include "DisplayTest.moc"
