@@ -1,11 +1,8 @@
 #include "common/TestUtil.h"
 #include "exchange/BankFormat.h"
-#include "exchange/ExamBuilder.h"
 #include "exchange/Text.h"
-#include "model/Exam.h"
 #include "tests/exchange/BankOutline.h"
 
-#include <QRandomGenerator>
 #include <QStringDecoder>
 #include <QTest>
 
@@ -31,8 +28,6 @@ private Q_SLOTS:
     void samplesReadAsOutlined();
     void hostileInputFailsWithLine_data();
     void hostileInputFailsWithLine();
-    void mutatedSamplesNeverCrash_data();
-    void mutatedSamplesNeverCrash();
 };
 
 // Each sample, detected by content and in every encoding a bank file comes
@@ -127,56 +122,6 @@ void BankReadersTest::hostileInputFailsWithLine()
     QVERIFY(!ReadBank(format, bytes, bank, failure));
     QCOMPARE(failure.description, description);
     QCOMPARE(failure.location, line);
-}
-
-// Random damage to each sample (bytes flipped, cut, duplicated, braces and
-// quotes thrown in) must end in a bank or a failure, never a crash or a hang;
-// whatever reads must also build.
-void BankReadersTest::mutatedSamplesNeverCrash_data()
-{
-    QTest::addColumn<QString>("sample");
-    QTest::addColumn<BankFormat>("format");
-    QTest::newRow("gift") << QStringLiteral("networking.gift") << BankFormat::Gift;
-    QTest::newRow("aiken") << QStringLiteral("networking.aiken.txt") << BankFormat::Aiken;
-    QTest::newRow("csv") << QStringLiteral("networking.csv") << BankFormat::Csv;
-}
-
-void BankReadersTest::mutatedSamplesNeverCrash()
-{
-    QFETCH(QString, sample);
-    QFETCH(BankFormat, format);
-    const QByteArray original = TestUtil::ReadAll(Sample(sample));
-    QRandomGenerator random(20261124);
-    static const char Specials[] = "{}=~#:\\%\"\n\r;,\t<>&";
-    int read = 0;
-    for (int round = 0; round < 2000; ++round) {
-        QByteArray bytes = original;
-        const int edits = 1 + random.bounded(8);
-        for (int e = 0; e < edits && !bytes.isEmpty(); ++e) {
-            const int at = random.bounded(int(bytes.size()));
-            switch (random.bounded(5)) {
-            case 0: bytes[at] = char(random.bounded(256)); break;
-            case 1: bytes[at] = Specials[random.bounded(int(sizeof Specials - 1))]; break;
-            case 2: bytes.truncate(at); break;
-            case 3: bytes.insert(at, bytes.mid(random.bounded(int(bytes.size())), random.bounded(64))); break;
-            default: bytes.remove(at, random.bounded(32)); break;
-            }
-        }
-        Bank bank;
-        ReadFailure failure;
-        if (!ReadBank(format, bytes, bank, failure)) {
-            QVERIFY(!failure.description.isEmpty());
-            continue;
-        }
-        ++read;
-        Exam exam;
-        QVector<Picture> pictures;
-        QVector<BankNote> notes;
-        ImportOptions options = ImportOptions::ForSource(sample);
-        if (BuildExam(bank, options, exam, pictures, notes, failure))
-            QCOMPARE(exam.Questions().Count(), bank.items.size());
-    }
-    QVERIFY(read > 0);  // the damage is not so heavy that nothing ever reads
 }
 
 QTEST_GUILESS_MAIN(BankReadersTest)

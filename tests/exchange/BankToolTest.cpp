@@ -40,17 +40,12 @@ void BankToolTest::import_data()
     QTest::addColumn<QString>("err");
     QTest::addColumn<QString>("header");  // code|name|max|pass|duration|items; empty: nothing written
 
-    const QByteArray sample = TestUtil::ReadAll(QStringLiteral(TEST_DATA_DIR "/banks/networking.gift"));
-    QTest::newRow("sample with every skip") << sample << QStringList()
-        << "practorium-exam: in.txt:46: skipped short answer question \"Which TCP port does SSH listen on by def\"\n"
-           "practorium-exam: in.txt:48: skipped matching question \"Match each protocol with its layer.\"\n"
-           "practorium-exam: in.txt:54: skipped numerical question \"What is the usual Ethernet MTU in bytes?\"\n"
-           "practorium-exam: in.txt:56: skipped essay question \"Describe how ARP resolves an address on \"\n"
-           "practorium-exam: in.txt:58: skipped missing word question \"The command _____ replaces the older net\"\n"
-           "practorium-exam: in.txt:60: skipped description question \"This paragraph has no answer block and i\"\n"
-           "practorium-exam: in.txt:40: item 8: 1 character(s) that Windows-1252 cannot hold became \"?\"\n"
-           "imported 8 items, skipped 6\n"
-        << "IN|in|1000|700|8|8";
+    // The defaults; the reader's notes, then the builder's, then the count.
+    QTest::newRow("defaults and warnings") << QByteArray("Q \xE2\x86\x92 {=a ~b}\n\nE {}\n") << QStringList()
+        << "practorium-exam: in.txt:3: skipped essay question \"E\"\n"
+           "practorium-exam: in.txt:1: item 1: 1 character(s) that Windows-1252 cannot hold became \"?\"\n"
+           "imported 1 items, skipped 1\n"
+        << "IN|in|1000|700|1|1";
     const QByteArray good = "Q {=a ~b}\n\nE {}\n";
     QTest::newRow("options") << good
         << QStringList({ "--format", "gift", "--code", "NET-9", "--name", "Net nine", "--max-score", "500", "--pass-score", "350", "--duration", "90" })

@@ -68,8 +68,6 @@ QByteArray ZipWithEntries(int count)
     return out;
 }
 
-using Reader = bool (*)(const QByteArray&, Bank&, ReadFailure&);
-
 } // namespace
 
 class XmlBankTest : public QObject
@@ -248,41 +246,6 @@ private Q_SLOTS:
         QVERIFY(bank.items.isEmpty() && bank.notes.isEmpty());
         QFETCH(QString, reason);
         QVERIFY2(failure.description.contains(reason), qPrintable(failure.description));
-    }
-
-    // Random damage to every sample: a reader answers yes or no with a
-    // reason, in bounded time, and never crashes.
-    void mutatedSamples_data()
-    {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<bool>("moodle");
-        QTest::newRow("moodle") << "moodle-networking.xml" << true;
-        QTest::newRow("qti item") << "qti-item-choice.xml" << false;
-        QTest::newRow("qti package") << "qti-package.zip" << false;
-    }
-
-    void mutatedSamples()
-    {
-        QFETCH(QString, file);
-        QFETCH(bool, moodle);
-        const Reader read = moodle ? &ReadMoodleXml : &ReadQti;
-        const QByteArray sample = TestUtil::ReadAll(Banks() + file);
-        QRandomGenerator random(20261124);
-        for (int round = 0; round < 400; ++round) {
-            QByteArray bytes = sample;
-            for (int flips = 1 + random.bounded(8); flips > 0; --flips) {
-                const int at = random.bounded(int(bytes.size()));
-                switch (random.bounded(3)) {
-                case 0: bytes[at] = char(random.bounded(256)); break;
-                case 1: bytes.remove(at, random.bounded(16)); break;
-                default: bytes.insert(at, bytes.mid(random.bounded(int(bytes.size())), random.bounded(64)));
-                }
-            }
-            Bank bank;
-            ReadFailure failure;
-            if (!read(bytes, bank, failure))
-                QVERIFY(!failure.description.isEmpty() && bank.items.isEmpty());
-        }
     }
 
     // Export then import gives the items back: the sample exam and exams
