@@ -261,8 +261,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("output");     // standard output, else the error line after "practorium-exam: "
         QTest::newRow("good") << QStringList { "verify", "--key", "KEYS/public", "--id", "CT-1", "KEYS/signed.pack" } << 0
                               << QByteArray("good signature\n");
-        QTest::newRow("unsigned") << QStringList { "verify", "--key", "KEYS/public", "--id", "CT-1", Path("ct.pack") } << 1
-                                  << Path("ct.pack").toUtf8() + ": no signature\n";
         QTest::newRow("secret key given to verify") << QStringList { "verify", "--key", "KEYS/secret", "--id", "CT-1", "KEYS/signed.pack" }
                                                     << 1 << QByteArray("KEYS/secret: not a public key file\n");
         QTest::newRow("keys not written over") << QStringList { "keygen", "KEYS/other", "KEYS/public" } << 1
