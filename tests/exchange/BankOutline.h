@@ -2,6 +2,7 @@
 
 #include "exchange/Bank.h"
 
+#include <QCryptographicHash>
 #include <QStringList>
 
 // A bank as text, one line per fact, for comparing with the expected outline
@@ -9,6 +10,7 @@
 //   <line>: <item text, line breaks as "\n">
 //    +|- <option>  [# <feedback>]
 //    ## <general feedback>
+//    picture <size> bytes, MD5 <first 8 hex digits>, <n> more
 //   note <line>: <note>
 inline QString BankOutline(const exchange::Bank& bank)
 {
@@ -22,6 +24,11 @@ inline QString BankOutline(const exchange::Bank& bank)
         }
         if (!item.generalFeedback.isEmpty())
             lines.append(QStringLiteral(" ## ") + flat(item.generalFeedback));
+        if (!item.picture.isEmpty() || item.extraPictures > 0) {
+            const QByteArray md5 = QCryptographicHash::hash(item.picture, QCryptographicHash::Md5).toHex().left(8);
+            lines.append(QStringLiteral(" picture %1 bytes, MD5 %2, %3 more")
+                             .arg(item.picture.size()).arg(QString::fromLatin1(md5)).arg(item.extraPictures));
+        }
     }
     for (const exchange::BankNote& note : bank.notes)
         lines.append(QStringLiteral("note %1: %2").arg(note.location).arg(note.text));

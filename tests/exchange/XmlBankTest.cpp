@@ -19,31 +19,6 @@ namespace {
 
 QString Banks() { return QStringLiteral(TEST_DATA_DIR "/banks/"); }
 
-// "Router*|Switch|Hub": option texts, "*" after a solution.
-QString Options(const BankItem& item)
-{
-    QStringList parts;
-    for (const BankOption& option : item.options)
-        parts.append(option.text + (option.isSolution ? "*" : ""));
-    return parts.join('|');
-}
-
-QString Feedbacks(const BankItem& item)
-{
-    QStringList parts;
-    for (const BankOption& option : item.options)
-        parts.append(option.feedback);
-    return parts.join('|');
-}
-
-QStringList Notes(const Bank& bank)
-{
-    QStringList notes;
-    for (const BankNote& note : bank.notes)
-        notes.append(QString::number(note.location) + ": " + note.text);
-    return notes;
-}
-
 // A zip written in memory with `count` small entries.
 QByteArray ZipWithEntries(int count)
 {
@@ -75,56 +50,6 @@ class XmlBankTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void moodleSample_data()
-    {
-        QTest::addColumn<int>("index");
-        QTest::addColumn<QString>("text"); // simplified: paragraph breaks vary with the HTML
-        QTest::addColumn<QString>("options");
-        QTest::addColumn<QString>("feedbacks");
-        QTest::addColumn<QString>("general");
-        QTest::addColumn<QString>("picture");
-        QTest::addColumn<int>("extraPictures");
-        QTest::addColumn<int>("line");
-        QTest::newRow("html, picture, negative fraction") << 0
-            << "Which device forwards packets between networks? Look at the exhibit & choose one."
-            << "Router*|Switch|Hub" << "Right: it routes.||" << "A router joins networks. Switches stay inside one."
-            << "gif" << 0 << 10;
-        QTest::newRow("multiple answer, plain formats") << 1 << "Which ranges are private? (Choose two.)"
-            << "10.0.0.0/8*|100.64.0.0/10|192.168.0.0/16*" << "RFC 1918 block.|Shared address space, not private.|"
-            << "" << "" << 0 << 45;
-        QTest::newRow("true/false reordered, pictures in feedback count") << 2 << "TCP guarantees delivery order."
-            << "True*|False" << "Yes.|It does." << "Sequence numbers." << "png" << 1 << 79;
-        QTest::newRow("characters beyond Windows-1252 kept for the builder") << 3
-            << QString::fromUtf8("Bits in an IPv6 address: 𝟙𝟚𝟠") << "128*|64" << "|" << "" << "" << 0 << 110;
-    }
-
-    void moodleSample()
-    {
-        Bank bank;
-        ReadFailure failure;
-        QVERIFY2(ReadMoodleXml(TestUtil::ReadAll(Banks() + "moodle-networking.xml"), bank, failure),
-            qPrintable(failure.description));
-        QCOMPARE(bank.items.size(), 4);
-        QCOMPARE(bank.skipped, 2);
-        QCOMPARE(Notes(bank), QStringList({ "69: skipped shortanswer question \"Type the IPv4 loopback address of every \"",
-                                  "86: left out the attachment \"notes.txt\"",
-                                  "102: skipped essay question \"Describe the OSI model, layer by layer, \"" }));
-        QFETCH(int, index);
-        const BankItem& item = bank.items[index];
-        QTEST(item.text.simplified(), "text");
-        QVERIFY(!item.text.contains(QChar::ObjectReplacementCharacter));
-        QTEST(Options(item), "options");
-        QTEST(Feedbacks(item), "feedbacks");
-        QTEST(item.generalFeedback.simplified(), "general");
-        QFETCH(QString, picture);
-        if (picture == "gif")
-            QCOMPARE(item.picture, TestUtil::ReadAll(TEST_DATA_DIR "/exhibit.gif"));
-        else
-            QCOMPARE(item.picture.startsWith("\x89PNG"), picture == "png");
-        QTEST(item.extraPictures, "extraPictures");
-        QTEST(item.location, "line");
-    }
-
     void moodleHostile_data()
     {
         QTest::addColumn<QByteArray>("bytes");
@@ -177,43 +102,6 @@ private Q_SLOTS:
         QFETCH(QString, reason);
         QVERIFY2(failure.description.contains(reason), qPrintable(failure.description));
         QTEST(failure.location, "line");
-    }
-
-    void qtiSingleItem()
-    {
-        Bank bank;
-        ReadFailure failure;
-        QVERIFY2(ReadQti(TestUtil::ReadAll(Banks() + "qti-item-choice.xml"), bank, failure), qPrintable(failure.description));
-        QCOMPARE(bank.items.size(), 1);
-        const BankItem& item = bank.items[0];
-        QCOMPARE(item.text.simplified(), QString("DNS answers travel over port 53. Which transports does DNS use?"));
-        QCOMPARE(Options(item), QString("UDP*|TCP*|SCTP"));
-        QCOMPARE(Feedbacks(item), QString("Most queries.|Zone transfers and large answers.|"));
-        QCOMPARE(item.generalFeedback, QString("DNS uses both <UDP> and TCP."));
-        QCOMPARE(item.location, 5); // where the start tag ends
-        QVERIFY(item.picture.isEmpty());
-        QCOMPARE(Notes(bank),
-            QStringList { "5: left out the picture \"images/dns.png\": a single item document carries no pictures" });
-    }
-
-    void qtiPackage()
-    {
-        Bank bank;
-        ReadFailure failure;
-        QVERIFY2(ReadQti(TestUtil::ReadAll(Banks() + "qti-package.zip"), bank, failure), qPrintable(failure.description));
-        // Manifest order, not the order of the archive.
-        QCOMPARE(bank.items.size(), 2);
-        QCOMPARE(bank.items[0].text.simplified(), QString("Which ports are well known?"));
-        QCOMPARE(Options(bank.items[0]), QString("22*|8|443*"));
-        QCOMPARE(Feedbacks(bank.items[0]), QString("SSH||"));
-        QCOMPARE(bank.items[0].picture, TestUtil::ReadAll(TEST_DATA_DIR "/exhibit.gif"));
-        QCOMPARE(bank.items[0].extraPictures, 1);
-        QCOMPARE(bank.items[0].location, 1);
-        QCOMPARE(bank.items[1].text.simplified(), QString("Which command shows the routing table?"));
-        QCOMPARE(Options(bank.items[1]), QString("ip route*|ip link"));
-        QVERIFY(!bank.items[1].picture.isEmpty()); // "../images/routes.gif" from items/ stays inside
-        QCOMPARE(bank.skipped, 1);
-        QCOMPARE(Notes(bank), QStringList { "3: skipped textEntry question \"The loopback interface is called .\"" });
     }
 
     void qtiHostile_data()
