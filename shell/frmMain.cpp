@@ -155,7 +155,7 @@ frmMain::frmMain(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(16, 12, 16, 12);
     layout->setSpacing(10);
-    layout->addWidget(m_picLogo);
+    layout->addWidget(m_picLogo, 0, Qt::AlignLeft);
     layout->addWidget(prompt);
     layout->addWidget(m_lvwExams, 1);
     // On a row of its own, so the status line keeps its width.

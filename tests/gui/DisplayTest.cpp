@@ -19,9 +19,7 @@
 #include <QTreeView>
 
 using Scheme = DisplaySettings::ColorScheme;
-using Change = TextScale::Change;
 Q_DECLARE_METATYPE(Scheme)
-Q_DECLARE_METATYPE(Change)
 
 namespace {
 
@@ -69,10 +67,7 @@ class DisplayTest : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void cleanupTestCase();
     void cleanup();
-    void textScaleSteps_data();
-    void textScaleSteps();
     void storedTextScale_data();
     void storedTextScale();
     void readableBackground_data();
@@ -94,35 +89,9 @@ void DisplayTest::initTestCase()
     MessageSeam::Intercept(true);
 }
 
-void DisplayTest::cleanupTestCase()
-{
-    Registry::SetStoreFolders({}, {});
-}
-
 void DisplayTest::cleanup()
 {
     CurrentExam().reset();
-}
-
-void DisplayTest::textScaleSteps_data()
-{
-    QTest::addColumn<int>("from");
-    QTest::addColumn<Change>("change");
-    QTest::addColumn<int>("to");
-    QTest::newRow("larger") << 100 << Change::Larger << 110;
-    QTest::newRow("larger at the largest") << 300 << Change::Larger << 300;
-    QTest::newRow("smaller at the smallest") << 75 << Change::Smaller << 75;
-    QTest::newRow("larger between steps") << 130 << Change::Larger << 150;
-    QTest::newRow("smaller between steps") << 130 << Change::Smaller << 125;
-    QTest::newRow("smaller from above the range") << 1000 << Change::Smaller << 300;
-    QTest::newRow("normal") << 250 << Change::Normal << 100;
-}
-
-void DisplayTest::textScaleSteps()
-{
-    QFETCH(int, from);
-    QFETCH(Change, change);
-    QTEST(TextScale::Apply(change, from), "to");
 }
 
 void DisplayTest::storedTextScale_data()
@@ -135,7 +104,6 @@ void DisplayTest::storedTextScale_data()
     QTest::newRow("below the range") << "Text Scale=dword:74" << 100;
     QTest::newRow("above the range") << "Text Scale=dword:0xFFFFFFFF" << 100;
     QTest::newRow("not a number") << "Text Scale=big" << 100;
-    QTest::newRow("bytes") << "Text Scale=bin:fa00" << 100;
     QTest::newRow("damaged number") << "Text Scale=dword:12x" << 100;
     QTest::newRow("missing") << "" << 100;
 }
@@ -222,22 +190,20 @@ void DisplayTest::windowContrast()
 
 void DisplayTest::CheckPairs(QWidget* window, const QList<std::pair<QString, QColor>>& extra)
 {
-    QList<std::pair<QString, QColor>> pairs = extra;
+    QList<std::pair<QWidget*, QColor>> pairs;
+    for (const auto& [name, text] : extra)
+        pairs.append({ window->findChild<QWidget*>(name), text });
     for (QLabel* label : window->findChildren<QLabel*>()) {
-        if (label->isVisible() && !label->text().isEmpty() && label->pixmap().isNull()) {
-            const QString name = label->objectName().isEmpty() ? label->text().left(20) : label->objectName();
-            pairs.append({ name, label->palette().color(label->foregroundRole()) });
-        }
+        if (label->isVisible() && !label->text().isEmpty() && label->pixmap().isNull())
+            pairs.append({ label, label->palette().color(label->foregroundRole()) });
     }
     QVERIFY(pairs.size() >= 3);
-    for (const auto& [name, text] : pairs) {
-        const QWidget* widget = name == "lblMessage" ? window->findChild<QWidget*>(name) : nullptr;
-        for (QLabel* label : window->findChildren<QLabel*>())
-            widget
-                = widget ? widget : ((label->objectName() == name || label->text().left(20) == name) ? label : nullptr);
+    for (const auto& [widget, text] : pairs) {
         const double ratio = Contrast::Ratio(text, Ground(widget));
         QVERIFY2(ratio >= 4.5,
-            qPrintable(QString("%1: %2 on %3 is %4:1").arg(name, text.name(), Ground(widget).name()).arg(ratio)));
+            qPrintable(QString("%1: %2 on %3 is %4:1")
+                           .arg(widget->objectName(), text.name(), Ground(widget).name())
+                           .arg(ratio)));
     }
 }
 
