@@ -69,6 +69,9 @@ frmHistory::frmHistory(HistoryStore& store, QWidget* parent)
     m_lvwAttempts->installEventFilter(this);
 
     auto* chart = new QChart;
+    // The chart paints its own ground: the light or dark one, as the window is.
+    chart->setTheme(
+        palette().color(QPalette::Window).lightness() < 128 ? QChart::ChartThemeDark : QChart::ChartThemeLight);
     chart->setTitle(QStringLiteral("Score trend"));
     chart->legend()->setAlignment(Qt::AlignBottom);
     chart->setMargins(QMargins(4, 4, 4, 4));
@@ -195,7 +198,9 @@ void frmHistory::DrawTrend(const QList<AttemptSummary>& attempts)
     score->setPointsVisible(true);
     auto* required = new QLineSeries;
     required->setName(QStringLiteral("Required"));
-    QPen dashed(QColor(0xC0, 0x30, 0x30));
+    // Red, lighter on a dark chart so the line stands out from its ground.
+    const bool dark = chart->theme() == QChart::ChartThemeDark;
+    QPen dashed(dark ? QColor(0xF0, 0x70, 0x70) : QColor(0xC0, 0x30, 0x30));
     dashed.setStyle(Qt::DashLine);
     dashed.setWidth(2);
     required->setPen(dashed);
