@@ -94,15 +94,13 @@ private Q_SLOTS:
     void giftRoundTripKeepsContent();
 };
 
+// UTF-8 with and without BOM, UTF-16 with either BOM and Windows-1252 are
+// read through every reader with its sample (test_bankreaders); here the edges.
 void ExchangeTest::decodeText_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("text");
     const QString cafe = QStringLiteral("caf\u00E9 \u20AC");
-    QTest::newRow("utf-8") << cafe.toUtf8() << cafe;
-    QTest::newRow("utf-8 bom") << QByteArray("\xEF\xBB\xBF") + cafe.toUtf8() << cafe;
-    QTest::newRow("utf-16le bom") << QByteArray("\xFF\xFE" "c\0a\0f\0\xE9\0 \0\xAC\x20", 14) << cafe;
-    QTest::newRow("utf-16be bom") << QByteArray("\xFE\xFF" "\0c\0a\0f\0\xE9\0 \x20\xAC", 14) << cafe;
     QTest::newRow("windows-1252") << QByteArray("caf\xE9 \x80") << cafe;
     QTest::newRow("windows-1252 undefined byte") << QByteArray("a\x81z") << QStringLiteral("a\u0081z");
     QTest::newRow("utf-8 cut in a sequence") << QByteArray("caf\xC3") << QStringLiteral("caf\u00C3");
@@ -137,21 +135,18 @@ void ExchangeTest::htmlToPlainText()
     QCOMPARE(HtmlToPlainText(html), text);
 }
 
+// Each sample is detected as its format in test_bankreaders; here the look-alikes.
 void ExchangeTest::detectFormat_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<BankFormat>("format");
     QTest::newRow("moodle xml") << QByteArray("\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<!-- bank -->\n<quiz><question/></quiz>") << BankFormat::MoodleXml;
-    QTest::newRow("qti item") << QByteArray("<?xml version=\"1.0\"?><assessmentItem xmlns=\"http://www.imsglobal.org/xsd/imsqti_v2p1\"/>") << BankFormat::Qti;
     QTest::newRow("qti prefixed") << QByteArray("<qti:assessmentItem xmlns:qti=\"http://www.imsglobal.org/xsd/imsqti_v2p1\"/>") << BankFormat::Qti;
-    QTest::newRow("qti package") << QByteArray("PK\x03\x04....imsmanifest.xml....") << BankFormat::Qti;
     QTest::newRow("other zip") << QByteArray("PK\x03\x04....content.xml") << BankFormat::Gift;
     QTest::newRow("other xml") << QByteArray("<html><body>{=a ~b}</body></html>") << BankFormat::Gift;
     QTest::newRow("csv comma") << QByteArray("Question,A,B,Answer\nq,a,b,A\n") << BankFormat::Csv;
     QTest::newRow("csv quoted tab") << QByteArray("\"question\"\t\"a\"\t\"answers\"\n") << BankFormat::Csv;
     QTest::newRow("aiken") << QByteArray("Q?\r\nA. x\r\nB. y\r\nANSWER: B\r\n") << BankFormat::Aiken;
-    QTest::newRow("aiken utf-16") << QByteArray("\xFF\xFEQ\0\n\0A\0.\0 \0x\0\n\0A\0N\0S\0W\0E\0R\0:\0 \0A\0", 36) << BankFormat::Aiken;
-    QTest::newRow("gift") << QByteArray("::t:: Q {=a ~b}\n") << BankFormat::Gift;
     QTest::newRow("gift mentioning answers") << QByteArray("Q: the answer: A? {T}") << BankFormat::Gift;
     QTest::newRow("empty") << QByteArray() << BankFormat::Gift;
 }
