@@ -31,9 +31,9 @@ QString HtmlToPlainText(const QString& html)
     // One document per thread, reused: building one costs more than
     // parsing a question's worth of HTML.
     thread_local QTextDocument document;
+    document.setUndoRedoEnabled(false);
     document.setHtml(html);
     QString text = document.toPlainText();
-    document.clear();
     // Pictures stand in the document as object replacement characters.
     text.remove(QChar::ObjectReplacementCharacter);
     return text.trimmed();
