@@ -189,8 +189,12 @@ void frmHistory::DrawTrend(const QList<AttemptSummary>& attempts)
 {
     QChart* chart = m_chtTrend->chart();
     chart->removeAllSeries();
-    for (QAbstractAxis* axis : chart->axes())
+    // The chart hands a removed axis back to its caller: deleted here, or every
+    // redraw would leave the old pair behind.
+    for (QAbstractAxis* axis : chart->axes()) {
         chart->removeAxis(axis);
+        delete axis;
+    }
     if (attempts.isEmpty())
         return;
     auto* score = new QLineSeries;

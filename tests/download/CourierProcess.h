@@ -87,15 +87,18 @@ public:
         return true;
     }
 
-    void Stop()
+    // Ends the server with SIGTERM; true when it then ended by itself with
+    // status 0 (so the sanitizers' checks at exit ran too).
+    bool Stop()
     {
         if (m_process.state() == QProcess::NotRunning)
-            return;
+            return false;
         m_process.terminate();
-        if (!m_process.waitForFinished(5000)) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
+        if (m_process.waitForFinished(5000))
+            return m_process.exitStatus() == QProcess::NormalExit && m_process.exitCode() == 0;
+        m_process.kill();
+        m_process.waitForFinished(5000);
+        return false;
     }
 
     // http://127.0.0.1:PORT/PackCourier.asp

@@ -106,6 +106,8 @@ private Q_SLOTS:
         QVERIFY2(!m_sessionId.isEmpty(), qPrintable(reply));
     }
 
+    void cleanupTestCase() { QVERIFY(m_server && m_server->Stop()); }
+
     void requests_data()
     {
         QTest::addColumn<QByteArray>("request"); // a POST body, or the query of a GET

@@ -11,8 +11,8 @@
 // and logs one line per request on standard error. Unsigned packs are signed
 // with the server's key, "signing.key" beside the database (made on first
 // use, owner-only); its copies are kept in "signed" there. It runs until it is
-// stopped. Failures print one line, "practorium-courier: <source>:
-// <description>", and exit with status 1.
+// stopped: SIGTERM and SIGINT end it cleanly, with status 0. Failures print one
+// line, "practorium-courier: <source>: <description>", and exit with status 1.
 
 #include "model/Error.h"
 #include "model/PackSignature.h"
@@ -23,10 +23,16 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QSocketNotifier>
 #include <QStandardPaths>
 #include <QTextStream>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -75,6 +81,35 @@ QByteArray SigningKey(const QString& database)
     return PackSignature::ReadSecretKeyFile(path);
 }
 
+// The write end of the pipe a stop signal is passed through to the event loop.
+int StopSignalWriter = -1;
+
+void OnStopSignal(int)
+{
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t written = ::write(StopSignalWriter, &byte, 1);
+}
+
+// SIGTERM and SIGINT quit the event loop, so the server returns from main like
+// after any other ending: the database is closed, every object destroyed and
+// the exit status is 0. The handler only writes a byte to a pipe; the event
+// loop reads it.
+void QuitOnStopSignals()
+{
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+        Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("pipe"), QString::fromLocal8Bit(std::strerror(errno)));
+    StopSignalWriter = ends[1];
+    auto* notifier = new QSocketNotifier(ends[0], QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, QCoreApplication::instance(), &QCoreApplication::quit);
+    struct sigaction action = {};
+    action.sa_handler = OnStopSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
 int Serve(const QCommandLineParser& parser, const QString& database)
 {
     const QString addressText = parser.value(QStringLiteral("address"));
@@ -98,6 +133,7 @@ int Serve(const QCommandLineParser& parser, const QString& database)
 
     CourierStore store(database);
     CourierServer server(store, packs, mode, SigningKey(database), BesideDatabase(database, QStringLiteral("signed")));
+    QuitOnStopSignals();
     const quint16 actualPort = server.Listen(address, quint16(port));
     if (actualPort == 0)
         Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("listen"), QStringLiteral("cannot listen on %1 port %2").arg(addressText).arg(port));
