@@ -71,6 +71,7 @@ class Program:
         env.pop("QT_QPA_PLATFORM", None)
         self.process = subprocess.Popen([program], env=env)
         self.app = None
+        self.unnamed = []
 
     def close(self):
         if self.process.poll() is None:
@@ -144,7 +145,7 @@ class Program:
             pyatspi.Registry.deregisterEventListener(listener, kind)
 
     def check(self, stop):
-        """The shown, focusable controls without a name, listed as found."""
+        """Lists the shown, focusable controls and keeps those without a name."""
         self.app.clearCache()
         focusable = [
             (acc, path)
@@ -156,63 +157,53 @@ class Program:
         for acc, path in focusable:
             if VERBOSE or not name_of(acc).strip():
                 print("    " + " > ".join(path))
-        return unnamed
+        self.unnamed += unnamed
+
+    def visit(self, window, opener, title, stop, closer=None):
+        """Presses `opener`, checks the window titled /`title`/ that opens and
+        presses its `closer`; the window."""
+        self.press(window, opener)
+        shown = self.window(title)
+        self.check(stop)
+        if closer:
+            self.press(shown, closer)
+        return shown
 
 
 def catalogue(p):
     main = p.window(r"^Practorium$")
     p.control(main, "Start Exam")
-    unnamed = p.check("main window")
-    p.press(main, "About")
-    about = p.window(r"^About ")
-    unnamed += p.check("about box")
-    p.press(about, "OK")
-    p.press(main, "History")
-    history = p.window(r"^History$")
-    unnamed += p.check("history window")
-    p.press(history, "Close")
-    p.press(main, "Download exams")
-    download = p.window(r"^Download Exams$")
-    unnamed += p.check("download window")
+    p.check("main window")
+    p.visit(main, "About", r"^About ", "about box", "OK")
+    p.visit(main, "History", r"^History$", "history window", "Close")
+    download = p.visit(main, "Download exams", r"^Download Exams$", "download window")
     # Not focusable, but it tells its name and value.
     value = p.control(download, "Download progress", {pyatspi.ROLE_PROGRESS_BAR}).queryValue()
     print("progress bar: %g of %g..%g" % (value.currentValue, value.minimumValue, value.maximumValue))
-    return unnamed
 
 
 def sitting(p):
     p.press(p.window(r"^Practorium$"), "Start Exam")
     exam = p.window(r"^Exam: .* Item 1 of")
-    unnamed = p.check("item page")
+    p.check("item page")
     for _ in range(40):  # on to the first item with an exhibit
         if any(name_of(a) == "Exhibit" and has(a, pyatspi.STATE_SHOWING) for a, _ in walk(exam)):
             break
         before = name_of(exam)
         p.press(exam, "Next")
         p.poll("the next item", lambda: name_of(exam) != before)
-    p.press(exam, "Exhibit")
-    exhibit = p.window(r"^Exhibit$")
-    unnamed += p.check("exhibit window")
-    p.press(exhibit, "Close")
-    p.press(exam, "Review")
-    review = p.window(r"^Item Review - ")
-    unnamed += p.check("review list")
+    p.visit(exam, "Exhibit", r"^Exhibit$", "exhibit window", "Close")
+    review = p.visit(exam, "Review", r"^Item Review - ", "review list")
     p.press(review, "End Exam")
     box = p.window(r"^Practorium$")
     p.control(box, "Yes")
-    unnamed += p.check("end confirmation")
-    p.press(box, "Yes")
-    report = p.window(r"^Score Report - ")
-    unnamed += p.check("score report")
-    p.press(report, "Close")
+    p.check("end confirmation")
+    p.visit(box, "Yes", r"^Score Report - ", "score report", "Close")
     p.control(exam, "Why?")
-    unnamed += p.check("post-exam page")
+    p.check("post-exam page")
     for button in ("Next", "Previous"):
         print("announced after %s: %s" % (button, p.announced_after(exam, button, ("Correct", "Incorrect"))))
-    p.press(exam, "Why?")
-    p.window(r"^Explaination - Question: ")
-    unnamed += p.check("explanation window")
-    return unnamed
+    p.visit(exam, "Why?", r"^Explaination - Question: ", "explanation window")
 
 
 def main():
@@ -225,7 +216,8 @@ def main():
             program = Program(sys.argv[1])
             try:
                 program.find_app()
-                unnamed += run(program)
+                run(program)
+                unnamed += program.unnamed
             finally:
                 program.close()
     except Failed as failure:
