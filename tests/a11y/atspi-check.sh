@@ -44,8 +44,11 @@ mkdir -m 700 "$home/run"
 mkdir -p "$home/data/Practorium/Exams/PRAC-101" "$home/config"
 cp "$sample"/* "$home/data/Practorium/Exams/PRAC-101/" || exit 1
 
-# The server writes its display number once it listens; waited for a bounded time.
-Xvfb -displayfd 3 -screen 0 1366x768x24 -nolisten tcp 3>"$home/display" 2>"$home/xvfb.log" &
+# The server writes its display number once it listens; waited for a bounded
+# time. -noreset: by default the server starts over when its last client
+# leaves, and the accessibility bus connects and leaves just before the
+# program does, which then found no server to connect to.
+Xvfb -displayfd 3 -screen 0 1366x768x24 -nolisten tcp -noreset 3>"$home/display" 2>"$home/xvfb.log" &
 xvfb=$!
 tries=0
 while [ ! -s "$home/display" ]; do
