@@ -356,39 +356,34 @@ std::optional<SittingResult> HistoryStore::LastAttempt(const QString& examCode)
 
 bool HistoryStore::DeleteAttempt(qint64 id)
 {
-    if (!Open())
-        return false;
-    QSqlQuery q(QSqlDatabase::database(m_connection, false));
-    const QString cannotDelete = QStringLiteral("The attempt could not be deleted from %1").arg(m_path);
-    if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
-        return Fail(cannotDelete, SqlText(q));
-    for (const QString& statement : { QStringLiteral("DELETE FROM attempt_item WHERE attempt_id = ?"),
-             QStringLiteral("DELETE FROM attempt WHERE id = ?") }) {
-        q.prepare(statement);
-        q.addBindValue(id);
-        if (!q.exec())
-            return Fail(cannotDelete, SqlText(q));
-    }
-    return q.exec(QStringLiteral("COMMIT")) || Fail(cannotDelete, SqlText(q));
+    return WriteAll(QStringLiteral("The attempt could not be deleted from %1").arg(m_path),
+        { QStringLiteral("DELETE FROM attempt_item WHERE attempt_id = ?"),
+            QStringLiteral("DELETE FROM attempt WHERE id = ?") },
+        id);
 }
 
 bool HistoryStore::ClearExam(const QString& examCode)
 {
+    return WriteAll(QStringLiteral("The history of %1 could not be cleared from %2").arg(examCode, m_path),
+        { QStringLiteral("DELETE FROM attempt_item WHERE attempt_id IN (SELECT id FROM attempt WHERE exam_code = ?)"),
+            QStringLiteral("DELETE FROM attempt WHERE exam_code = ?") },
+        examCode);
+}
+
+bool HistoryStore::WriteAll(const QString& failure, const QStringList& statements, const QVariant& value)
+{
     if (!Open())
         return false;
     QSqlQuery q(QSqlDatabase::database(m_connection, false));
-    const QString cannotClear = QStringLiteral("The history of %1 could not be cleared from %2").arg(examCode, m_path);
     if (!q.exec(QStringLiteral("BEGIN IMMEDIATE")))
-        return Fail(cannotClear, SqlText(q));
-    for (const QString& statement :
-        { QStringLiteral("DELETE FROM attempt_item WHERE attempt_id IN (SELECT id FROM attempt WHERE exam_code = ?)"),
-            QStringLiteral("DELETE FROM attempt WHERE exam_code = ?") }) {
+        return Fail(failure, SqlText(q));
+    for (const QString& statement : statements) {
         q.prepare(statement);
-        q.addBindValue(examCode);
+        q.addBindValue(value);
         if (!q.exec())
-            return Fail(cannotClear, SqlText(q));
+            return Fail(failure, SqlText(q));
     }
-    return q.exec(QStringLiteral("COMMIT")) || Fail(cannotClear, SqlText(q));
+    return q.exec(QStringLiteral("COMMIT")) || Fail(failure, SqlText(q));
 }
 
 QByteArray HistoryStore::ExportCsv()

@@ -5,6 +5,8 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <QStringList>
+#include <QVariant>
 
 #include <functional>
 #include <optional>
@@ -101,6 +103,9 @@ private:
 
     // `what` is a sentence without its full stop; `detail` is SQLite's reason.
     bool Fail(const QString& what, const QString& detail);
+    // Runs `statements`, each with `value` bound, in one write transaction;
+    // false (after Fail with `failure`) when any of them fails.
+    bool WriteAll(const QString& failure, const QStringList& statements, const QVariant& value);
     bool Migrate();
     std::optional<SittingResult> ReadAttempt(const QString& whereClause, const QVariant& value);
 
