@@ -7,7 +7,7 @@ bool Choice::Serialize(File& file) const
 {
     file.WriteData(m_number);
     file.WriteData(m_isSolution);
-    CryptoAPI::WriteSecureData(file, m_statement);
+    CryptoAPI::WriteSecureBytes(file, m_statement.ToAnsi());
     return true;
 }
 
@@ -15,6 +15,10 @@ bool Choice::Deserialize(File& file)
 {
     file.ReadData(m_number);
     file.ReadData(m_isSolution);
-    CryptoAPI::ReadSecureData(file, m_statement);
+    // One scratch block serves every option: the program reads on one thread.
+    static QByteArray bytes;
+    if (CryptoAPI::ReadSecureBytes(file, bytes))
+        m_statement.SetAnsi(bytes);
+    CryptoAPI::TrimScratch(bytes);
     return true;
 }

@@ -1,12 +1,18 @@
 #pragma once
 
-#include "model/ISerializable.h"
+#include "model/CompactText.h"
 
 #include <QString>
 
+class File;
+
 // One answer option of an item. Record: Number (16-bit), IsSolution (4-byte
 // boolean), Statement (enciphered text).
-class Choice : public ISerializable
+//
+// Options are kept by value, 24 bytes each (a statement of up to 15 bytes
+// inside them): an option costs about what its 10-byte record does. They
+// serialize like every record but carry no virtual table for it.
+class Choice
 {
 public:
     // Fewest bytes a record takes: number, boolean, empty text's count.
@@ -14,16 +20,17 @@ public:
 
     qint16 Number() const { return m_number; }
     void SetNumber(qint16 number) { m_number = number; }
-    const QString& Statement() const { return m_statement; }
-    void SetStatement(const QString& statement) { m_statement = statement; }
+    QString Statement() const { return m_statement.ToString(); }
+    void SetStatement(const QString& statement) { m_statement.Set(statement); }
     bool IsSolution() const { return m_isSolution; }
     void SetIsSolution(bool isSolution) { m_isSolution = isSolution; }
 
-    bool Serialize(File& file) const override;
-    bool Deserialize(File& file) override;
+    bool Serialize(File& file) const;
+    bool Deserialize(File& file);
 
 private:
+    CompactText m_statement;
     qint16 m_number = 0;
-    QString m_statement;
     bool m_isSolution = false;
 };
+static_assert(sizeof(Choice) <= 24);

@@ -174,9 +174,7 @@ const QString& RecordPassPhrase()
 
 void WriteSecureData(File& target, const QString& value)
 {
-    QByteArray bytes = Ansi::FromUnicode(value);
-    RecordKeystream().Apply(bytes.data(), bytes.size());
-    target.WriteData(bytes, -1);
+    WriteSecureBytes(target, Ansi::FromUnicode(value));
 }
 
 void ReadSecureData(File& source, QString& value)
@@ -195,6 +193,20 @@ void ReadSecureData(File& source, QString& value)
     }
     if (scratch.capacity() > (1 << 20))
         scratch = QByteArray();
+}
+
+void WriteSecureBytes(File& target, QByteArray bytes)
+{
+    RecordKeystream().Apply(bytes.data(), bytes.size());
+    target.WriteData(bytes, -1);
+}
+
+bool ReadSecureBytes(File& source, QByteArray& bytes)
+{
+    if (source.ReadCountedBytes(bytes) <= 0)
+        return false;
+    RecordKeystream().Apply(bytes.data(), bytes.size());
+    return true;
 }
 
 void WriteSecureData(File& target, const QVariant& value, qint32 length)

@@ -40,4 +40,17 @@ void WriteSecureData(File& target, const QString& value);
 void ReadSecureData(File& source, QVariant& value, qint32 length);
 void ReadSecureData(File& source, QString& value);
 
+// The same record for a text held as its Windows-1252 bytes: WriteSecureBytes
+// writes what WriteSecureData writes for the text these bytes decode to;
+// ReadSecureBytes reads into `bytes` (reusing their memory) and deciphers
+// them, returning false when the count is 0 or less (the text keeps its value).
+void WriteSecureBytes(File& target, QByteArray bytes);
+bool ReadSecureBytes(File& source, QByteArray& bytes);
+// Lets go of a reused read buffer that one long text made large.
+inline void TrimScratch(QByteArray& bytes)
+{
+    if (bytes.capacity() > (1 << 20))
+        bytes = QByteArray();
+}
+
 } // namespace CryptoAPI

@@ -1,5 +1,6 @@
 #include "model/Question.h"
 
+#include "model/Ansi.h"
 #include "model/Common.h"
 #include "model/CryptoAPI.h"
 #include "model/File.h"
@@ -11,7 +12,7 @@ void Question::CalculateSolutionCount()
 
 QString Question::Explaination() const
 {
-    return TrimBlanks(m_explaination);
+    return TrimBlanks(StoredExplaination());
 }
 
 qint16 Question::AnswerCount() const
@@ -42,9 +43,9 @@ bool Question::Serialize(File& file) const
     file.WriteData(m_number);
     file.WriteData(m_solutionCount);
     file.WriteData(m_hasHint);
-    file.WriteData(m_exhibit, -1);
-    CryptoAPI::WriteSecureData(file, m_problem);
-    CryptoAPI::WriteSecureData(file, m_explaination);
+    file.WriteData(Exhibit(), -1);
+    CryptoAPI::WriteSecureBytes(file, m_texts.ToAnsi(ProblemText));
+    CryptoAPI::WriteSecureBytes(file, m_texts.ToAnsi(ExplainationText));
     m_choices.Serialize(file);
     return true;
 }
@@ -54,9 +55,31 @@ bool Question::Deserialize(File& file)
     file.ReadData(m_number);
     file.ReadData(m_solutionCount);
     file.ReadData(m_hasHint);
-    file.ReadData(m_exhibit, -1);
-    CryptoAPI::ReadSecureData(file, m_problem);
-    CryptoAPI::ReadSecureData(file, m_explaination);
+    // The three texts are read first and stored in one block. Scratch blocks
+    // serve every item: the program reads on one thread.
+    static QByteArray exhibit;
+    static QByteArray problem;
+    static QByteArray explaination;
+    bool hasExhibit = false;
+    if (file.Mode() == File::BinaryMode) {
+        // A plain text with its count: a count of 0 or less keeps the value.
+        qint32 count = 0;
+        file.ReadData(count);
+        hasExhibit = count > 0;
+        if (hasExhibit)
+            file.ReadData(exhibit, count);
+    } else {
+        QString text = Exhibit();
+        file.ReadData(text, -1);
+        exhibit = Ansi::FromUnicode(text);
+        hasExhibit = true;
+    }
+    const bool hasProblem = CryptoAPI::ReadSecureBytes(file, problem);
+    const bool hasExplaination = CryptoAPI::ReadSecureBytes(file, explaination);
+    m_texts.SetAnsi({ hasExhibit ? &exhibit : nullptr, hasProblem ? &problem : nullptr,
+        hasExplaination ? &explaination : nullptr, nullptr });
+    for (QByteArray* scratch : { &exhibit, &problem, &explaination })
+        CryptoAPI::TrimScratch(*scratch);
     m_choices.Deserialize(file);
     return true;
 }

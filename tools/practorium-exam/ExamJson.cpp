@@ -3,17 +3,20 @@
 #include "model/Error.h"
 #include "model/Exam.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QJsonParseError>
-#include <QJsonValue>
+#include <QIODevice>
+#include <QList>
 #include <QLocale>
+#include <QRegularExpression>
+
+#include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <cstdint>
 #include <functional>
-#include <initializer_list>
+#include <iterator>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -147,103 +150,464 @@ QString NumberText(double value)
     return QString::number(value, 'g', QLocale::FloatingPointShortest);
 }
 
-// One JSON object of the exam with its key path ("questions[3].choices[2]"),
-// reading typed values by key and raising under the file's name.
-class ObjectReader
+// The source's bytes one at a time for the parser, read in blocks, so a large
+// source is never held whole. Either over bytes in memory or over a device.
+class Input
 {
 public:
-    ObjectReader(const QJsonObject& object, const QString& path, const QString& source,
-        std::initializer_list<const char*> knownKeys)
-        : m_object(object)
-        , m_path(path)
-        , m_source(source)
+    Input(const char* begin, const char* end) : m_at(begin), m_end(end) { }
+    Input(QIODevice& device, const QString& source) : m_device(&device), m_source(&source), m_block(BlockSize, '\0') { }
+
+    bool AtEnd()
     {
-        for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
-            bool known = false;
-            for (const char* key : knownKeys)
-                known = known || it.key() == QLatin1String(key);
-            if (!known)
-                Fail(ErrorNumber::InvalidCall, PathOf(it.key()), QStringLiteral("unknown key"));
+        if (m_at == m_end && m_device)
+            Fill();
+        return m_at == m_end;
+    }
+    char Current() const { return *m_at; }
+    void Advance() { ++m_at; }
+
+    // An input iterator, as the parser takes one.
+    class Iterator
+    {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = char;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const char*;
+        using reference = char;
+
+        Iterator() = default;
+        explicit Iterator(Input* input) : m_input(input) { }
+        char operator*() const { return m_input->Current(); }
+        Iterator& operator++()
+        {
+            m_input->Advance();
+            return *this;
+        }
+        bool operator==(const Iterator& other) const { return AtEnd() == other.AtEnd(); }
+
+    private:
+        bool AtEnd() const { return !m_input || m_input->AtEnd(); }
+        Input* m_input = nullptr;
+    };
+
+private:
+    static constexpr qsizetype BlockSize = 64 * 1024;
+    void Fill()
+    {
+        const qint64 got = m_device->read(m_block.data(), BlockSize);
+        if (got < 0)
+            Error::Raise(ErrorNumber::InvalidCall, *m_source, m_device->errorString());
+        m_at = m_block.constData();
+        m_end = m_at + got;
+    }
+
+    const char* m_at = nullptr;
+    const char* m_end = nullptr;
+    QIODevice* m_device = nullptr;
+    const QString* m_source = nullptr;
+    QByteArray m_block;
+};
+
+// Builds the exam as the parser reports the source's values, one at a time:
+// nothing of the source is kept but the exam itself. Each object is checked
+// as its keys arrive (unknown or repeated keys, types, ranges) and when it
+// ends (required keys). Errors raise under the source's name with the key
+// path, positions counted from 1 as the exam counts them.
+class ExamReader
+{
+public:
+    ExamReader(Exam& exam, const QString& source) : m_exam(exam), m_source(source) { }
+
+    bool null() { return Scalar(Value::Null); }
+    bool boolean(bool value)
+    {
+        m_bool = value;
+        return Scalar(Value::Boolean);
+    }
+    bool number_integer(std::int64_t value)
+    {
+        m_number = double(value);
+        return Scalar(Value::Number);
+    }
+    bool number_unsigned(std::uint64_t value)
+    {
+        m_number = double(value);
+        return Scalar(Value::Number);
+    }
+    bool number_float(double value, const std::string&)
+    {
+        m_number = value;
+        return Scalar(Value::Number);
+    }
+    bool string(std::string& value)
+    {
+        if (!Skipping())
+            m_text = QString::fromUtf8(value.data(), qsizetype(value.size()));
+        return Scalar(Value::Text);
+    }
+    bool binary(nlohmann::json::binary_t&) { return Scalar(Value::Null); }
+
+    bool start_object(std::size_t)
+    {
+        const Level level = Next();
+        switch (level) {
+        case Level::Skip:
+            ++m_skip;
+            return true;
+        case Level::Root:
+            m_exam.Questions().Clear();
+            break;
+        case Level::Question:
+            m_question = m_exam.Questions().Add();
+            break;
+        case Level::Choice:
+            m_choice = m_question->Choices().Add();
+            break;
+        default:
+            Mismatch(level, Value::Object);
+        }
+        m_levels.append(Frame { level });
+        return true;
+    }
+
+    bool key(std::string& name)
+    {
+        if (Skipping())
+            return true;
+        Frame& frame = m_levels.last();
+        const QString key = QString::fromUtf8(name.data(), qsizetype(name.size()));
+        const int index = KeyIndex(frame.level, key);
+        if (index < 0)
+            Fail(ErrorNumber::InvalidCall, PathOf(key), QStringLiteral("unknown key"));
+        if (frame.seen & (1u << index))
+            Fail(ErrorNumber::InvalidCall, PathOf(key), QStringLiteral("repeated key"));
+        frame.seen |= 1u << index;
+        frame.key = index;
+        return true;
+    }
+
+    bool end_object()
+    {
+        if (Skipping()) {
+            --m_skip;
+            return true;
+        }
+        const Frame frame = m_levels.last();
+        for (int i = 0; i < int(KeysOf(frame.level).size()); ++i) {
+            if (RequiredKey(frame.level, i) && !(frame.seen & (1u << i)))
+                Fail(ErrorNumber::InvalidCall, PathOf(QLatin1String(KeysOf(frame.level)[i])),
+                    QStringLiteral("required key is missing"));
+        }
+        if (frame.level == Level::Question) {
+            // Read last: their defaults depend on the position and the choices.
+            if (!(frame.seen & (1u << QuestionNumber)))
+                m_question->SetNumber(qint16(m_exam.Questions().Count()));
+            if (m_solutionCount)
+                m_question->SetStoredSolutionCount(*m_solutionCount);
+            else
+                m_question->CalculateSolutionCount();
+            m_solutionCount.reset();
+            m_question->Choices().Squeeze();
+        } else if (frame.level == Level::Choice && !(frame.seen & (1u << ChoiceNumber))) {
+            m_choice->SetNumber(qint16(m_question->Choices().Count()));
+        }
+        m_levels.removeLast();
+        EndValue();
+        return true;
+    }
+
+    bool start_array(std::size_t)
+    {
+        const Level level = Next();
+        if (level == Level::Skip)
+            ++m_skip;
+        else if (level == Level::Questions || level == Level::Choices)
+            m_levels.append(Frame { level });
+        else
+            Mismatch(level, Value::Array);
+        return true;
+    }
+
+    bool end_array()
+    {
+        if (Skipping()) {
+            --m_skip;
+            return true;
+        }
+        const Frame frame = m_levels.last();
+        const qsizetype maxCount = Questions::MaxCount;
+        if (frame.elements > maxCount) {
+            Fail(ErrorNumber::Overflow, ArrayPath(),
+                QStringLiteral("%1 items, more than the %2 an exam file can hold").arg(frame.elements).arg(maxCount));
+        }
+        if (frame.level == Level::Questions)
+            m_exam.Questions().Squeeze();
+        m_levels.removeLast();
+        EndValue();
+        return true;
+    }
+
+    template <typename Exception>
+    bool parse_error(std::size_t position, const std::string&, const Exception& exception)
+    {
+        // The parser's own text says where: "... parse error at line 2,
+        // column 11: syntax error while parsing ...".
+        QString text = QString::fromUtf8(exception.what());
+        static const QRegularExpression where(QStringLiteral("at (line \\d+, column \\d+): (.*)$"));
+        const QRegularExpressionMatch match = where.match(text);
+        const QString place = match.hasMatch() ? match.captured(1) : QStringLiteral("byte %1").arg(position);
+        if (match.hasMatch())
+            text = match.captured(2);
+        else
+            text.remove(QRegularExpression(QStringLiteral("^\\[[^\\]]*\\] ")));
+        Error::Raise(ErrorNumber::InvalidCall, m_source, QStringLiteral("invalid JSON at %1: %2").arg(place, text));
+    }
+
+private:
+    enum class Level { Root, Questions, Question, Choices, Choice, Value, Skip };
+    enum class Value { Null, Boolean, Number, Text, Object, Array };
+    enum RootKey { RootReserved, RootCode, RootName, RootMaxScore, RootPassScore, RootDuration, RootQuestions };
+    enum QuestionKey { QuestionNumber, QuestionSolutionCount, QuestionHasHint, QuestionExhibit, QuestionProblem,
+        QuestionExplanation, QuestionChoices };
+    enum ChoiceKey { ChoiceNumber, ChoiceIsSolution, ChoiceStatement };
+
+    struct Frame
+    {
+        Level level;
+        int key = -1;          // the key whose value comes next (objects)
+        quint32 seen = 0;      // keys met so far (objects)
+        qsizetype elements = 0; // elements so far (arrays)
+    };
+
+    static const std::vector<const char*>& KeysOf(Level level)
+    {
+        static const std::vector<const char*> root { "reserved", "code", "name", "maxScore", "passScore", "duration",
+            "questions" };
+        static const std::vector<const char*> question { "number", "solutionCount", "hasHint", "exhibit", "problem",
+            "explanation", "choices" };
+        static const std::vector<const char*> choice { "number", "isSolution", "statement" };
+        static const std::vector<const char*> none;
+        return level == Level::Root ? root : level == Level::Question ? question : level == Level::Choice ? choice : none;
+    }
+    static int KeyIndex(Level level, const QString& key)
+    {
+        const std::vector<const char*>& keys = KeysOf(level);
+        for (int i = 0; i < int(keys.size()); ++i) {
+            if (key == QLatin1String(keys[i]))
+                return i;
+        }
+        return -1;
+    }
+    static bool RequiredKey(Level level, int index) { return level == Level::Root && index != RootReserved; }
+
+    bool Skipping() const { return m_skip > 0; }
+
+    // What the value that starts now is: the top level, an array's element
+    // or an object's member. An element past the collections' limit, and all
+    // within it, is skipped but counted, so the count can be reported.
+    Level Next()
+    {
+        if (Skipping())
+            return Level::Skip;
+        if (m_levels.isEmpty())
+            return Level::Root;
+        Frame& frame = m_levels.last();
+        switch (frame.level) {
+        case Level::Questions:
+        case Level::Choices:
+            if (++frame.elements > Questions::MaxCount)
+                return Level::Skip;
+            return frame.level == Level::Questions ? Level::Question : Level::Choice;
+        case Level::Root:
+            return frame.key == RootQuestions ? Level::Questions : Level::Value;
+        case Level::Question:
+            return frame.key == QuestionChoices ? Level::Choices : Level::Value;
+        default:
+            return Level::Value;
         }
     }
 
-    bool Has(const char* key) const { return m_object.contains(QLatin1String(key)); }
-
-    // A 16-bit integer; `fallback` empty means the key is required.
-    qint16 Int16(const char* key, std::optional<qint16> fallback) const
+    bool Scalar(Value value)
     {
-        if (!Has(key))
-            return fallback ? *fallback : Missing(key);
-        const QJsonValue value = m_object.value(QLatin1String(key));
-        if (!value.isDouble()) {
-            Fail(ErrorNumber::TypeMismatch, PathOf(key),
-                QStringLiteral("expected a whole number from -32768 to 32767"));
-        }
-        const double number = value.toDouble();
-        if (!std::isfinite(number) || number != std::trunc(number)) {
-            Fail(ErrorNumber::TypeMismatch, PathOf(key),
-                QStringLiteral("%1 is not a whole number").arg(NumberText(number)));
-        }
-        if (number < Int16Min || number > Int16Max) {
-            Fail(ErrorNumber::Overflow, PathOf(key),
-                QStringLiteral("%1 is outside the 16-bit range -32768 to 32767").arg(NumberText(number)));
-        }
-        return static_cast<qint16>(number);
+        const Level level = Next();
+        if (level == Level::Skip)
+            return true;
+        if (level != Level::Value)
+            Mismatch(level, value);
+        const Frame& frame = m_levels.last();
+        const QString path = PathOf(QLatin1String(KeysOf(frame.level)[frame.key]));
+        if (frame.level == Level::Root)
+            RootValue(RootKey(frame.key), value, path);
+        else if (frame.level == Level::Question)
+            QuestionValue(QuestionKey(frame.key), value, path);
+        else
+            ChoiceValue(ChoiceKey(frame.key), value, path);
+        EndValue();
+        return true;
     }
 
-    QString Text(const char* key, bool required) const
+    // A value of the wrong kind where `level` was expected; a field's own
+    // value is checked by its type below.
+    [[noreturn]] void Mismatch(Level level, Value value)
     {
-        if (!Has(key)) {
-            if (required)
-                Missing(key);
-            return QString();
+        switch (level) {
+        case Level::Root:
+            Error::Raise(ErrorNumber::TypeMismatch, m_source, QStringLiteral("expected an object at the top level"));
+        case Level::Question:
+        case Level::Choice:
+            Fail(ErrorNumber::TypeMismatch, ObjectPath(), QStringLiteral("expected an object"));
+        case Level::Questions:
+        case Level::Choices:
+            Fail(ErrorNumber::TypeMismatch, PathOf(QLatin1String(KeysOf(m_levels.last().level)[m_levels.last().key])),
+                QStringLiteral("expected an array"));
+        default: {
+            const Frame& frame = m_levels.last();
+            const QString path = PathOf(QLatin1String(KeysOf(frame.level)[frame.key]));
+            if (frame.level == Level::Root)
+                RootValue(RootKey(frame.key), value, path);
+            else if (frame.level == Level::Question)
+                QuestionValue(QuestionKey(frame.key), value, path);
+            else
+                ChoiceValue(ChoiceKey(frame.key), value, path);
+            // Every field refuses a container; only the arrays above take one.
+            Q_UNREACHABLE();
         }
-        const QJsonValue value = m_object.value(QLatin1String(key));
-        if (!value.isString())
-            Fail(ErrorNumber::TypeMismatch, PathOf(key), QStringLiteral("expected a string"));
-        return value.toString();
+        }
     }
 
-    bool Boolean(const char* key) const
+    void RootValue(RootKey key, Value value, const QString& path)
     {
-        if (!Has(key))
-            return false;
-        const QJsonValue value = m_object.value(QLatin1String(key));
-        if (!value.isBool())
-            Fail(ErrorNumber::TypeMismatch, PathOf(key), QStringLiteral("expected true or false"));
-        return value.toBool();
+        switch (key) {
+        case RootReserved: {
+            const QString reserved = Text(value, path);
+            const auto decoded
+                = QByteArray::fromBase64Encoding(reserved.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+            // Only the one canonical spelling is accepted (padding present, no
+            // stray bits), so that what a dump prints is what compile reads.
+            if (!decoded || QString::fromLatin1(decoded.decoded.toBase64()) != reserved)
+                Fail(ErrorNumber::InvalidCall, path, QStringLiteral("expected base64 with padding"));
+            m_exam.SetReserved(decoded.decoded);
+            break;
+        }
+        case RootCode:
+            m_exam.SetCode(Text(value, path));
+            break;
+        case RootName:
+            m_exam.SetName(Text(value, path));
+            break;
+        case RootMaxScore:
+            m_exam.SetMaxScore(Int16(value, path));
+            break;
+        case RootPassScore:
+            m_exam.SetPassScore(Int16(value, path));
+            break;
+        case RootDuration:
+            m_exam.SetDuration(Int16(value, path));
+            break;
+        case RootQuestions:
+            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected an array"));
+        }
     }
 
-    // The array's elements, each required to be an object, and at most
-    // `maxCount` of them (the 16-bit position counters of the collections).
-    QJsonArray Objects(const char* key, bool required, qsizetype maxCount) const
+    void QuestionValue(QuestionKey key, Value value, const QString& path)
     {
-        if (!Has(key)) {
-            if (required)
-                Missing(key);
-            return QJsonArray();
+        switch (key) {
+        case QuestionNumber:
+            m_question->SetNumber(Int16(value, path));
+            break;
+        case QuestionSolutionCount:
+            m_solutionCount = Int16(value, path);
+            break;
+        case QuestionHasHint:
+            m_question->SetHasHint(Boolean(value, path));
+            break;
+        case QuestionExhibit:
+            m_question->SetExhibit(Text(value, path));
+            break;
+        case QuestionProblem:
+            m_question->SetProblem(Text(value, path));
+            break;
+        case QuestionExplanation:
+            m_question->SetExplaination(Text(value, path));
+            break;
+        case QuestionChoices:
+            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected an array"));
         }
-        const QJsonValue value = m_object.value(QLatin1String(key));
-        if (!value.isArray())
-            Fail(ErrorNumber::TypeMismatch, PathOf(key), QStringLiteral("expected an array"));
-        const QJsonArray array = value.toArray();
-        if (array.size() > maxCount) {
-            Fail(ErrorNumber::Overflow, PathOf(key),
-                QStringLiteral("%1 items, more than the %2 an exam file can hold").arg(array.size()).arg(maxCount));
-        }
-        for (qsizetype i = 0; i < array.size(); ++i) {
-            if (!array.at(i).isObject())
-                Fail(ErrorNumber::TypeMismatch, ElementPath(key, i), QStringLiteral("expected an object"));
-        }
-        return array;
     }
 
-    QString PathOf(const QString& key) const { return m_path.isEmpty() ? key : m_path + u'.' + key; }
-    QString PathOf(const char* key) const { return PathOf(QString::fromLatin1(key)); }
-    // Positions count from 1, like the exam's own numbering.
-    QString ElementPath(const char* key, qsizetype index) const
+    void ChoiceValue(ChoiceKey key, Value value, const QString& path)
     {
-        return PathOf(key) + QStringLiteral("[%1]").arg(index + 1);
+        switch (key) {
+        case ChoiceNumber:
+            m_choice->SetNumber(Int16(value, path));
+            break;
+        case ChoiceIsSolution:
+            m_choice->SetIsSolution(Boolean(value, path));
+            break;
+        case ChoiceStatement:
+            m_choice->SetStatement(Text(value, path));
+            break;
+        }
+    }
+
+    qint16 Int16(Value value, const QString& path) const
+    {
+        if (value != Value::Number)
+            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected a whole number from -32768 to 32767"));
+        if (!std::isfinite(m_number) || m_number != std::trunc(m_number))
+            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("%1 is not a whole number").arg(NumberText(m_number)));
+        if (m_number < Int16Min || m_number > Int16Max) {
+            Fail(ErrorNumber::Overflow, path,
+                QStringLiteral("%1 is outside the 16-bit range -32768 to 32767").arg(NumberText(m_number)));
+        }
+        return static_cast<qint16>(m_number);
+    }
+    const QString& Text(Value value, const QString& path) const
+    {
+        if (value != Value::Text)
+            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected a string"));
+        return m_text;
+    }
+    bool Boolean(Value value, const QString& path) const
+    {
+        if (value != Value::Boolean)
+            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected true or false"));
+        return m_bool;
+    }
+
+    // After a member's or element's value: the object waits for its next key.
+    void EndValue()
+    {
+        if (!m_levels.isEmpty())
+            m_levels.last().key = -1;
+    }
+
+    // "questions[3].choices[2]" for the innermost object, then its key.
+    QString ObjectPath() const
+    {
+        QString path;
+        for (const Frame& frame : m_levels) {
+            if (frame.level == Level::Questions || frame.level == Level::Choices) {
+                if (!path.isEmpty())
+                    path += u'.';
+                path += QLatin1String(frame.level == Level::Questions ? "questions" : "choices");
+                path += QStringLiteral("[%1]").arg(frame.elements);
+            }
+        }
+        return path;
+    }
+    QString PathOf(const QString& key) const
+    {
+        const QString path = ObjectPath();
+        return path.isEmpty() ? key : path + u'.' + key;
+    }
+    // The innermost array's own path, without its position.
+    QString ArrayPath() const
+    {
+        const QString path = ObjectPath();
+        return path.left(path.lastIndexOf(u'['));
     }
 
     [[noreturn]] void Fail(qint32 number, const QString& path, const QString& problem) const
@@ -251,55 +615,22 @@ public:
         Error::Raise(number, m_source, path + QStringLiteral(": ") + problem);
     }
 
-private:
-    [[noreturn]] qint16 Missing(const char* key) const
-    {
-        Fail(ErrorNumber::InvalidCall, PathOf(key), QStringLiteral("required key is missing"));
-    }
-
-    const QJsonObject& m_object;
-    QString m_path;
+    Exam& m_exam;
     const QString& m_source;
+    QList<Frame> m_levels;
+    qint32 m_skip = 0;
+    Question* m_question = nullptr;
+    Choice* m_choice = nullptr;
+    std::optional<qint16> m_solutionCount;
+    bool m_bool = false;
+    double m_number = 0;
+    QString m_text;
 };
 
-void ReadChoice(const ObjectReader& reader, qsizetype position, Choice& choice)
+void Parse(Input& input, Exam& exam, const QString& source)
 {
-    choice.SetNumber(reader.Int16("number", static_cast<qint16>(position)));
-    choice.SetIsSolution(reader.Boolean("isSolution"));
-    choice.SetStatement(reader.Text("statement", false));
-}
-
-void ReadQuestion(const ObjectReader& reader, qsizetype position, Question& question, const QString& source)
-{
-    question.SetNumber(reader.Int16("number", static_cast<qint16>(position)));
-    question.SetHasHint(reader.Boolean("hasHint"));
-    question.SetExhibit(reader.Text("exhibit", false));
-    question.SetProblem(reader.Text("problem", false));
-    question.SetExplaination(reader.Text("explanation", false));
-
-    const QJsonArray choices = reader.Objects("choices", false, Choices::MaxCount);
-    for (qsizetype i = 0; i < choices.size(); ++i) {
-        const QJsonObject object = choices.at(i).toObject();
-        const ObjectReader choiceReader(
-            object, reader.ElementPath("choices", i), source, { "number", "isSolution", "statement" });
-        ReadChoice(choiceReader, i + 1, *question.Choices().Add());
-    }
-
-    // Read last: its default depends on the choices.
-    if (reader.Has("solutionCount"))
-        question.SetStoredSolutionCount(reader.Int16("solutionCount", std::nullopt));
-    else
-        question.CalculateSolutionCount();
-}
-
-// "line L, column C" of a byte offset, both from 1, for parse errors.
-QString PlaceOf(const QByteArray& json, qsizetype offset)
-{
-    offset = qBound<qsizetype>(0, offset, json.size());
-    const QByteArray before = json.left(offset);
-    const qsizetype line = before.count('\n') + 1;
-    const qsizetype column = offset - (before.lastIndexOf('\n') + 1) + 1;
-    return QStringLiteral("line %1, column %2").arg(line).arg(column);
+    ExamReader reader(exam, source);
+    nlohmann::json::sax_parse(Input::Iterator(&input), Input::Iterator(), &reader);
 }
 
 } // namespace
@@ -336,45 +667,16 @@ QByteArray ToJson(const Exam& exam)
     return json;
 }
 
-void FromJson(QByteArray json, Exam& exam, const QString& source)
+void FromJson(const QByteArray& json, Exam& exam, const QString& source)
 {
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        Error::Raise(ErrorNumber::InvalidCall, source,
-            QStringLiteral("invalid JSON at %1: %2").arg(PlaceOf(json, parseError.offset), parseError.errorString()));
-    }
-    // The document holds all it needs: the text goes before the exam grows.
-    json = QByteArray();
-    if (!document.isObject())
-        Error::Raise(ErrorNumber::TypeMismatch, source, QStringLiteral("expected an object at the top level"));
+    Input input(json.constData(), json.constData() + json.size());
+    Parse(input, exam, source);
+}
 
-    const QJsonObject root = document.object();
-    const ObjectReader reader(root, QString(), source,
-        { "reserved", "code", "name", "maxScore", "passScore", "duration", "questions" });
-
-    const QString reserved = reader.Text("reserved", false);
-    const auto decoded = QByteArray::fromBase64Encoding(reserved.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-    // Only the one canonical spelling is accepted (padding present, no stray
-    // bits), so that what a dump prints is what compile reads.
-    if (!decoded || QString::fromLatin1(decoded.decoded.toBase64()) != reserved)
-        reader.Fail(ErrorNumber::InvalidCall, QStringLiteral("reserved"), QStringLiteral("expected base64 with padding"));
-    exam.SetReserved(decoded.decoded);
-
-    exam.SetCode(reader.Text("code", true));
-    exam.SetName(reader.Text("name", true));
-    exam.SetMaxScore(reader.Int16("maxScore", std::nullopt));
-    exam.SetPassScore(reader.Int16("passScore", std::nullopt));
-    exam.SetDuration(reader.Int16("duration", std::nullopt));
-
-    exam.Questions().Clear();
-    const QJsonArray questions = reader.Objects("questions", true, Questions::MaxCount);
-    for (qsizetype i = 0; i < questions.size(); ++i) {
-        const QJsonObject object = questions.at(i).toObject();
-        const ObjectReader questionReader(object, reader.ElementPath("questions", i), source,
-            { "number", "solutionCount", "hasHint", "exhibit", "problem", "explanation", "choices" });
-        ReadQuestion(questionReader, i + 1, *exam.Questions().Add(), source);
-    }
+void FromJson(QIODevice& json, Exam& exam, const QString& source)
+{
+    Input input(json, source);
+    Parse(input, exam, source);
 }
 
 } // namespace ExamJson

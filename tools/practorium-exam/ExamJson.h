@@ -6,6 +6,7 @@
 #include <functional>
 
 class Exam;
+class QIODevice;
 
 // The JSON form of an exam file, as exam authors write it and as `dump`
 // prints it. Keys come in the order of the file's fields:
@@ -34,9 +35,12 @@ void WriteJson(const Exam& exam, const std::function<void(const QByteArray&)>& w
 // "<key path>: <problem>", the path counting positions from 1 as the exam
 // does: `questions[3].choices[2].isSolution: expected true or false`. Unknown
 // keys are errors too, so a misspelt key cannot silently fall back to its
-// default.
-// `json` is taken by value and released once parsed: pass it with std::move
-// to keep one copy of a large source.
-void FromJson(QByteArray json, Exam& exam, const QString& source);
+// default, and so are repeated keys. The source is read as a stream of
+// values (the JSON is never held as a document), so an error is the first
+// one met in reading order; on an error the exam holds what was read so far.
+void FromJson(const QByteArray& json, Exam& exam, const QString& source);
+// The same, reading `json` in blocks as it goes: a source of any size costs
+// the exam it describes and one block.
+void FromJson(QIODevice& json, Exam& exam, const QString& source);
 
 } // namespace ExamJson

@@ -82,7 +82,8 @@ void ReportError(const Error& error, const QString& command)
     Error::Raise(ErrorNumber::InvalidCall, QStringLiteral("usage"), ToolName + u' ' + usage);
 }
 
-QByteArray ReadSource(const QString& path)
+// The source, open for reading, after the checks that need no reading.
+std::unique_ptr<QFile> OpenSource(const QString& path)
 {
     // Opened without blocking and checked on the descriptor, so a FIFO or
     // device named as the source is refused instead of waited on.
@@ -94,19 +95,25 @@ QByteArray ReadSource(const QString& path)
         ::close(fd);
         Error::Raise(ErrorNumber::InvalidCall, path, QStringLiteral("not a regular file"));
     }
-    QFile file;
-    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+    if (status.st_size > MaxSourceBytes) {
         ::close(fd);
-        Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
-    }
-    const QByteArray bytes = file.read(MaxSourceBytes + 1);
-    if (file.error() != QFileDevice::NoError)
-        Error::Raise(ErrorNumber::InvalidCall, path, file.errorString());
-    if (bytes.size() > MaxSourceBytes) {
         Error::Raise(ErrorNumber::Overflow, path,
             QStringLiteral("larger than %1 MiB, too large for an exam source").arg(MaxSourceBytes / (1024 * 1024)));
     }
-    return bytes;
+    auto file = std::make_unique<QFile>();
+    if (!file->open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        Error::Raise(ErrorNumber::InvalidCall, path, file->errorString());
+    }
+    return file;
+}
+
+// The exam a JSON source describes, read as a stream: the source is never
+// held whole.
+void ReadSource(const QString& path, Exam& exam)
+{
+    const std::unique_ptr<QFile> file = OpenSource(path);
+    ExamJson::FromJson(*file, exam, path);
 }
 
 // The whole source is checked before the output is opened, so a mistake in
@@ -114,7 +121,7 @@ QByteArray ReadSource(const QString& path)
 void Compile(const QString& sourcePath, const QString& outputPath)
 {
     Exam exam;
-    ExamJson::FromJson(ReadSource(sourcePath), exam, sourcePath);
+    ReadSource(sourcePath, exam);
     exam.Save(outputPath);
 }
 
@@ -149,7 +156,7 @@ void MakePack(const QStringList& arguments)
     }
     const QString sourcePath = files.at(0);
     Exam exam;
-    ExamJson::FromJson(ReadSource(sourcePath), exam, sourcePath);
+    ReadSource(sourcePath, exam);
     Pack::Build(exam, QFileInfo(sourcePath).absolutePath(), files.at(1), sourcePath, signer.get());
 }
 
