@@ -436,14 +436,7 @@ private:
             return true;
         if (level != Level::Value)
             Mismatch(level, value);
-        const Frame& frame = m_levels.last();
-        const QString path = PathOf(QLatin1String(KeysOf(frame.level)[frame.key]));
-        if (frame.level == Level::Root)
-            RootValue(RootKey(frame.key), value, path);
-        else if (frame.level == Level::Question)
-            QuestionValue(QuestionKey(frame.key), value, path);
-        else
-            ChoiceValue(ChoiceKey(frame.key), value, path);
+        SetField(value);
         EndValue();
         return true;
     }
@@ -462,22 +455,27 @@ private:
         case Level::Choices:
             Fail(ErrorNumber::TypeMismatch, PathOf(QLatin1String(KeysOf(m_levels.last().level)[m_levels.last().key])),
                 QStringLiteral("expected an array"));
-        default: {
-            const Frame& frame = m_levels.last();
-            const QString path = PathOf(QLatin1String(KeysOf(frame.level)[frame.key]));
-            if (frame.level == Level::Root)
-                RootValue(RootKey(frame.key), value, path);
-            else if (frame.level == Level::Question)
-                QuestionValue(QuestionKey(frame.key), value, path);
-            else
-                ChoiceValue(ChoiceKey(frame.key), value, path);
+        default:
+            SetField(value);
             // Every field refuses a container; only the arrays above take one.
             Q_UNREACHABLE();
         }
-        }
     }
 
-    void RootValue(RootKey key, Value value, const QString& path)
+    // The value of the member whose key came last.
+    void SetField(Value value)
+    {
+        const Frame& frame = m_levels.last();
+        const char* key = KeysOf(frame.level)[frame.key];
+        if (frame.level == Level::Root)
+            RootValue(RootKey(frame.key), value, key);
+        else if (frame.level == Level::Question)
+            QuestionValue(QuestionKey(frame.key), value, key);
+        else
+            ChoiceValue(ChoiceKey(frame.key), value, key);
+    }
+
+    void RootValue(RootKey key, Value value, const char* path)
     {
         switch (key) {
         case RootReserved: {
@@ -487,7 +485,7 @@ private:
             // Only the one canonical spelling is accepted (padding present, no
             // stray bits), so that what a dump prints is what compile reads.
             if (!decoded || QString::fromLatin1(decoded.decoded.toBase64()) != reserved)
-                Fail(ErrorNumber::InvalidCall, path, QStringLiteral("expected base64 with padding"));
+                Fail(ErrorNumber::InvalidCall, PathOf(QLatin1String(path)), QStringLiteral("expected base64 with padding"));
             m_exam.SetReserved(decoded.decoded);
             break;
         }
@@ -507,11 +505,11 @@ private:
             m_exam.SetDuration(Int16(value, path));
             break;
         case RootQuestions:
-            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected an array"));
+            Fail(ErrorNumber::TypeMismatch, PathOf(QLatin1String(path)), QStringLiteral("expected an array"));
         }
     }
 
-    void QuestionValue(QuestionKey key, Value value, const QString& path)
+    void QuestionValue(QuestionKey key, Value value, const char* path)
     {
         switch (key) {
         case QuestionNumber:
@@ -533,11 +531,11 @@ private:
             m_question->SetExplaination(Text(value, path));
             break;
         case QuestionChoices:
-            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected an array"));
+            Fail(ErrorNumber::TypeMismatch, PathOf(QLatin1String(path)), QStringLiteral("expected an array"));
         }
     }
 
-    void ChoiceValue(ChoiceKey key, Value value, const QString& path)
+    void ChoiceValue(ChoiceKey key, Value value, const char* path)
     {
         switch (key) {
         case ChoiceNumber:
@@ -552,28 +550,28 @@ private:
         }
     }
 
-    qint16 Int16(Value value, const QString& path) const
+    qint16 Int16(Value value, const char* key) const
     {
         if (value != Value::Number)
-            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected a whole number from -32768 to 32767"));
+            Fail(ErrorNumber::TypeMismatch, key, QStringLiteral("expected a whole number from -32768 to 32767"));
         if (!std::isfinite(m_number) || m_number != std::trunc(m_number))
-            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("%1 is not a whole number").arg(NumberText(m_number)));
+            Fail(ErrorNumber::TypeMismatch, key, QStringLiteral("%1 is not a whole number").arg(NumberText(m_number)));
         if (m_number < Int16Min || m_number > Int16Max) {
-            Fail(ErrorNumber::Overflow, path,
+            Fail(ErrorNumber::Overflow, key,
                 QStringLiteral("%1 is outside the 16-bit range -32768 to 32767").arg(NumberText(m_number)));
         }
         return static_cast<qint16>(m_number);
     }
-    const QString& Text(Value value, const QString& path) const
+    const QString& Text(Value value, const char* key) const
     {
         if (value != Value::Text)
-            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected a string"));
+            Fail(ErrorNumber::TypeMismatch, key, QStringLiteral("expected a string"));
         return m_text;
     }
-    bool Boolean(Value value, const QString& path) const
+    bool Boolean(Value value, const char* key) const
     {
         if (value != Value::Boolean)
-            Fail(ErrorNumber::TypeMismatch, path, QStringLiteral("expected true or false"));
+            Fail(ErrorNumber::TypeMismatch, key, QStringLiteral("expected true or false"));
         return m_bool;
     }
 
@@ -613,6 +611,11 @@ private:
     [[noreturn]] void Fail(qint32 number, const QString& path, const QString& problem) const
     {
         Error::Raise(number, m_source, path + QStringLiteral(": ") + problem);
+    }
+    // A member's value refused: the path is made only then.
+    [[noreturn]] void Fail(qint32 number, const char* key, const QString& problem) const
+    {
+        Fail(number, PathOf(QLatin1String(key)), problem);
     }
 
     Exam& m_exam;
