@@ -36,6 +36,8 @@ private Q_SLOTS:
     void correctAnswer_data();
     void correctAnswer();
     void collectionEdits();
+    void textsRoundTrip_data();
+    void textsRoundTrip();
     void calculateScore_data();
     void calculateScore();
     void errors();
@@ -136,6 +138,61 @@ void ExamTest::collectionEdits()
     QCOMPARE(choices.Item(1).Number(), qint16(1));
     QCOMPARE(Raised([&] { choices.Item(0); }).Number(), ErrorNumber::SubscriptOutOfRange);
     QCOMPARE(Raised([&] { choices.Item(3); }).Number(), ErrorNumber::SubscriptOutOfRange);
+    while (choices.Count() < Choices::MaxCount)
+        choices.Add();
+    QCOMPARE(Raised([&] { choices.Add(); }).Number(), ErrorNumber::Overflow);
+}
+
+// Every text reads back as it was set, short or long, inside its record or
+// not; the file holds its Windows-1252 bytes, "?" for what those cannot hold.
+void ExamTest::textsRoundTrip_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("inFile");
+    const QString high = QString::fromUtf8("€‚ƒ„…†‡ˆ‰Š‹ŒŽ‘’“”•–—˜™š›œžŸ ÿ") + QChar(0x81) + QChar(0x9D);
+    QTest::newRow("empty") << "" << "";
+    QTest::newRow("one byte") << "a" << "a";
+    QTest::newRow("14 bytes") << QString(14, 'b') << QString(14, 'b');
+    QTest::newRow("15 bytes, the most inside") << QString(15, 'c') << QString(15, 'c');
+    QTest::newRow("16 bytes") << QString(16, 'd') << QString(16, 'd');
+    QTest::newRow("past the kept keystream") << QString(70000, 'e') << QString(70000, 'e');
+    QTest::newRow("Windows-1252 high characters") << high << high;
+    QTest::newRow("question mark") << "?" << "?";
+    QTest::newRow("outside Windows-1252, short") << QString::fromUtf8("Ω?") << "??";
+    QTest::newRow("outside Windows-1252, long") << QString::fromUtf8("😀 Ω ") + QString(20, 'f') << "? ? " + QString(20, 'f');
+}
+
+void ExamTest::textsRoundTrip()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, inFile);
+    Exam exam;
+    Question& question = *exam.Questions().Add();
+    question.SetExhibit(text);
+    question.SetProblem(text + "p");
+    question.SetExplaination(text);
+    question.SetAnswer(text);
+    for (int i = 0; i < 20; ++i) // the options move as their array grows
+        question.Choices().Add()->SetStatement(i == 0 ? text : "o");
+    const Question copy = question;
+    question.SetProblem(text + "q");
+    for (const Question* q : { &std::as_const(question), &copy }) {
+        QCOMPARE(q->Exhibit(), text);
+        QCOMPARE(q->StoredExplaination(), text);
+        QCOMPARE(q->Answer(), text);
+        QCOMPARE(q->Choices().Item(1).Statement(), text);
+        QCOMPARE(q->Choices().Item(20).Statement(), QString("o"));
+    }
+    QCOMPARE(copy.Problem(), text + "p");
+    exam.Save(m_dir->filePath("texts.exam"));
+    Exam back;
+    back.Load(m_dir->filePath("texts.exam"));
+    const Question& read = back.Questions().Item(1);
+    QCOMPARE(read.Exhibit(), inFile);
+    QCOMPARE(read.Problem(), inFile + "q");
+    QCOMPARE(read.StoredExplaination(), inFile);
+    QVERIFY(read.Answer().isEmpty());
+    QCOMPARE(read.Choices().Item(1).Statement(), inFile);
 }
 
 // An item scores only when the answer text equals the key exactly: no partial credit.
