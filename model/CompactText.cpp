@@ -8,6 +8,14 @@
 
 namespace CompactTextDetail {
 
+// memcpy with a null source is undefined even for no bytes, and an empty view
+// has one.
+void CopyBytes(char* target, const char* source, qsizetype count)
+{
+    if (count > 0)
+        std::memcpy(target, source, size_t(count));
+}
+
 bool EncodeExact(QStringView text, QByteArray& bytes)
 {
     bytes = Ansi::FromUnicode(text);
@@ -27,7 +35,7 @@ QString Decode(QByteArrayView bytes, bool wide)
     if (!wide)
         return Ansi::ToUnicode(bytes.data(), bytes.size());
     QString text(bytes.size() / 2, Qt::Uninitialized);
-    std::memcpy(text.data(), bytes.data(), size_t(text.size()) * 2);
+    CopyBytes(reinterpret_cast<char*>(text.data()), bytes.data(), text.size() * 2);
     return text;
 }
 
@@ -119,14 +127,14 @@ void CompactText::Assign(QByteArrayView bytes, bool wide)
     const quint8 wideBit = wide ? WideBit : 0;
     if (bytes.size() <= InlineCapacity) {
         std::array<char, 16> fresh {};
-        std::memcpy(fresh.data(), bytes.data(), size_t(bytes.size()));
+        CopyBytes(fresh.data(), bytes.data(), bytes.size());
         fresh[15] = char(quint8(bytes.size()) | wideBit);
         Release();
         m_inline = fresh;
         return;
     }
     char* data = Allocate(bytes.size());
-    std::memcpy(data, bytes.data(), size_t(bytes.size()));
+    CopyBytes(data, bytes.data(), bytes.size());
     Release();
     m_inline.fill(0);
     m_heap.data = data;
@@ -189,7 +197,7 @@ void PackedTexts<N>::Build(const std::array<Text, N>& texts)
         for (int i = 0; i < N; ++i) {
             const quint32 word = quint32(texts[i].bytes.size()) | (texts[i].wide ? WideBit : 0);
             std::memcpy(block + i * sizeof(quint32), &word, sizeof word);
-            std::memcpy(at, texts[i].bytes.data(), size_t(texts[i].bytes.size()));
+            CopyBytes(at, texts[i].bytes.data(), texts[i].bytes.size());
             at += texts[i].bytes.size();
         }
     }

@@ -127,6 +127,7 @@ private:
 };
 
 namespace CompactTextDetail {
+void CopyBytes(char* target, const char* source, qsizetype count);
 // Windows-1252 bytes of `text` when every character has one; false otherwise.
 bool EncodeExact(QStringView text, QByteArray& bytes);
 QString Decode(QByteArrayView bytes, bool wide);

@@ -31,11 +31,9 @@ class ExamHeaderTest : public QObject
 private Q_SLOTS:
     void init();
     void sampleHeader();
-    void reservedBlock();
     void hostileCounts();
     void truncatedHeader_data();
     void truncatedHeader();
-    void failures_data();
     void failures();
 
 private:
@@ -68,21 +66,13 @@ void ExamHeaderTest::sampleHeader()
         exam.WriteHeader(file);
     }
     QCOMPARE(TestUtil::ReadAll(path).toHex(' '), SampleHeader.toHex(' '));
-}
-
-// The catalogue skips the reserved block by its count, however large: the
-// fields after it are read, or come up short past the end.
-void ExamHeaderTest::reservedBlock()
-{
-    Exam exam;
+    // The reserved block is skipped by its count, however large: the fields
+    // after it are read, or come up short past the end.
     exam.LoadHeader(Write("r.exam", QByteArray::fromHex("03000000") + "abc" + SampleHeader.mid(4)));
-    QVERIFY(exam.Reserved().isEmpty());
-    QCOMPARE(exam.Code(), QString("ABC-101"));
-    QVERIFY(exam.IsHeaderComplete());
+    QVERIFY(exam.Reserved().isEmpty() && exam.Code() == "ABC-101" && exam.IsHeaderComplete());
     Exam huge;
     QVERIFY(huge.LoadHeader(Write("huge.exam", QByteArray::fromHex("ffffff7f") + SampleHeader)));
-    QVERIFY(huge.Code().isEmpty());
-    QVERIFY(!huge.IsHeaderComplete());
+    QVERIFY(huge.Code().isEmpty() && !huge.IsHeaderComplete());
 }
 
 // A 4 GiB sparse file whose reserved-block and code counts are 0x7FFFFFFF:
@@ -144,28 +134,18 @@ void ExamHeaderTest::truncatedHeader()
     QCOMPARE(exam.MaxScore(), qint16(maxBytes == 0 ? 0 : maxBytes == 1 ? 0xE8 : 1000));
 }
 
-void ExamHeaderTest::failures_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<qint32>("number");
-    QTest::newRow("missing file") << "missing.exam" << ENOENT;
-    QTest::newRow("FIFO") << "fifo" << EINVAL; // File's own test has the other kinds
-}
-
+// A file that cannot be opened raises under each operation's name and
+// leaves the exam as it was (the kinds of file are File's own test).
 void ExamHeaderTest::failures()
 {
-    QFETCH(QString, name);
     const QString fifo = TestUtil::MakeFifo(m_dir->filePath("fifo"));
-    const QString path = m_dir->filePath(name);
     Exam exam;
     exam.SetCode("before");
     for (const bool header : { true, false }) {
-        const Error e = TestUtil::RaisedWithoutBlocking(fifo, [&] { header ? exam.LoadHeader(path) : exam.Load(path); });
-        QTEST(e.Number(), "number");
+        const Error e = TestUtil::RaisedWithoutBlocking(fifo, [&] { header ? exam.LoadHeader(fifo) : exam.Load(fifo); });
+        QCOMPARE(e.Number(), EINVAL);
         QCOMPARE(e.Source(), QString(header ? "Exam::LoadHeader()" : "Exam::Save()"));
-        QVERIFY(e.Description().startsWith("System Error: 0x"));
-        QCOMPARE(exam.Code(), QString("before"));
-        QVERIFY(exam.FileName().isEmpty());
+        QVERIFY(exam.Code() == "before" && exam.FileName().isEmpty());
     }
 }
 
