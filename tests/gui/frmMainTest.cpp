@@ -1,18 +1,19 @@
+#include "common/GuiUtil.h"
 #include "model/Exam.h"
 #include "shell/Globals.h"
 #include "shell/LinkLabel.h"
-#include "shell/MessageSeam.h"
 #include "shell/frmMain.h"
 
+#include <QCheckBox>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
-#include <QCheckBox>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QTreeView>
+
+using namespace GuiUtil;
 
 class frmMainTest : public QObject
 {
@@ -36,13 +37,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("status");
         const QString one = "1 Exams Installed  |  ";
         QTest::newRow("no exams folder") << QStringList {} << QStringList {} << "0 Exams Installed  |  ";
-        QTest::newRow("one exam, no singular") << QStringList { "A-1|A-1.exam|A-1" } << QStringList { "A-1" } << one;
-        QTest::newRow("folder X.Y holds X.exam")
-            << QStringList { "NET.201|NET.exam|NET", "OS.1|OS.1.exam|OS" } << QStringList { "NET" } << one;
-        QTest::newRow("duplicate codes both listed") << QStringList { "A|A.exam|SAME", "B|B.exam|SAME" }
-                                                     << QStringList { "SAME", "SAME" } << "2 Exams Installed  |  ";
-        QTest::newRow("silent skips") << QStringList { "GOOD|GOOD.exam|GOOD", "empty|other.exam|X",
-            "cut|cut.exam|CUT-CODE|10", "zero|zero.exam|ZERO|0" } << QStringList { "GOOD" } << one;
+        QTest::newRow("folder X.Y holds X.exam") << QStringList { "NET.201|NET.exam|NET", "OS.1|OS.1.exam|OS" } << QStringList { "NET" } << one;
+        QTest::newRow("duplicate codes both listed")
+            << QStringList { "A|A.exam|SAME", "B|B.exam|SAME" } << QStringList { "SAME", "SAME" } << "2 Exams Installed  |  ";
+        QTest::newRow("silent skips") << QStringList { "GOOD|GOOD.exam|GOOD", "empty|other.exam|X", "cut|cut.exam|CUT-CODE|10",
+            "zero|zero.exam|ZERO|0" } << QStringList { "GOOD" } << one;
     }
 
     void catalogue()
@@ -56,14 +55,14 @@ private Q_SLOTS:
         }
         QDir().mkpath(m_exams + "/not-a-package");
         frmMain window;
-        auto* list = window.findChild<QTreeView*>("lvwExams");
+        auto* list = Child<QTreeView>(&window, "lvwExams");
         QStringList codes;
         for (int row = 0; row < list->model()->rowCount(); ++row)
             codes.append(list->model()->index(row, 0).data().toString());
         codes.sort();
         QTEST(codes, "codes");
-        QTEST(window.findChild<QLabel*>("lblStatus")->text(), "status");
-        QVERIFY(MessageSeam::TakeShown().isEmpty());
+        QTEST(Child<QLabel>(&window, "lblStatus")->text(), "status");
+        QVERIFY(Shown().isEmpty());
     }
 
     void start_data()
@@ -74,6 +73,8 @@ private Q_SLOTS:
         QTest::newRow("Study, Alt+S") << "study";
     }
 
+    // An empty list says so, never that nothing is selected; then the whole
+    // exam is loaded for the sitting, the window no longer busy.
     void start()
     {
         QFETCH(QString, how);
@@ -82,70 +83,48 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         QSignalSpy requested(&window, &frmMain::examRequested);
         QSignalSpy study(&window, &frmMain::studyRequested);
-        auto* start = window.findChild<QPushButton*>("cmdStart");
-        auto* list = window.findChild<QTreeView*>("lvwExams");
-        // An empty list gives its message first, never the one for a missing selection.
-        QTest::mouseClick(start, Qt::LeftButton);
+        auto* list = Child<QTreeView>(&window, "lvwExams");
+        QTest::mouseClick(Child(&window, "cmdStart"), Qt::LeftButton);
         Install("B-2", "B-2.exam", "B-2");
         window.RefreshExamList();
         list->clearSelection();
-        QTest::mouseClick(start, Qt::LeftButton);
-        const auto shown = MessageSeam::TakeShown();
-        QCOMPARE(shown.size(), 2);
-        QCOMPARE(shown[0].Text, QString("No exams are available. Please install your exam pack(s)."));
-        QCOMPARE(shown[0].Style, 48);
-        QCOMPARE(shown[1].Text, QString("Please select an exam to start"));
+        QTest::mouseClick(Child(&window, "cmdStart"), Qt::LeftButton);
+        QCOMPARE(Shown(), QStringList({ "48:No exams are available. Please install your exam pack(s).", "48:Please select an exam to start" }));
         QVERIFY(!CurrentExam());
-
         const QPoint row = list->visualRect(list->model()->index(0, 1)).center();
+        list->setCurrentIndex(list->model()->index(0, 0));
         if (how == "study") {
-            list->setCurrentIndex(list->model()->index(0, 0));
-            auto* studyButton = window.findChild<QPushButton*>("cmdStudy");
-            QCOMPARE(studyButton->shortcut(), QKeySequence("Alt+S"));
-            QTest::mouseClick(studyButton, Qt::LeftButton);
-            QCOMPARE(study.count(), 1);
-            QCOMPARE(study[0][0].toBool(), false); // no history yet: every item
-            QVERIFY(!window.findChild<QCheckBox*>("chkMissedOnly")->isEnabled());
-        } else if (how == "double-click") { // a real double-click starts with a click; mouseDClick alone sends no press
+            QTest::keyClick(&window, Qt::Key_S, Qt::AltModifier);
+            QTRY_COMPARE(study.count(), 1); // a mnemonic presses after a short flash
+            QVERIFY(!study[0][0].toBool()); // no history yet: every item
+            QVERIFY(!Child(&window, "chkMissedOnly")->isEnabled());
+        } else if (how == "double-click") { // a real double-click starts with a click
             QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, row);
             QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, row);
         } else {
-            list->setCurrentIndex(list->model()->index(0, 0));
             list->setFocus();
             QTest::keyClick(list, Qt::Key_Return);
         }
         QCOMPARE(requested.count() + study.count(), 1);
         QVERIFY(CurrentExam() && CurrentExam()->Questions().Count() == 1); // the whole exam, not just its header
-        QVERIFY(window.isEnabled()); // busy state ended
-        QVERIFY(!QApplication::overrideCursor());
+        QVERIFY(window.isEnabled() && !QApplication::overrideCursor());
     }
 
-    void historyRequested()
+    void historyAndExit()
     {
         frmMain window;
         window.show();
-        window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&window));
-        QSignalSpy requested(&window, &frmMain::historyRequested);
-        QTest::mouseClick(window.findChild<LinkLabel*>("lblHistory"), Qt::LeftButton);
+        QSignalSpy history(&window, &frmMain::historyRequested);
+        QTest::mouseClick(Child<LinkLabel>(&window, "lblHistory"), Qt::LeftButton);
         QTest::keyClick(&window, Qt::Key_H, Qt::ControlModifier);
-        QCOMPARE(requested.count(), 2); // the link, then Ctrl+H
-    }
-
-    void exitCancelledThenConfirmed()
-    {
-        frmMain window;
-        window.show();
+        QCOMPARE(history.count(), 2);
         QSignalSpy confirmed(&window, &frmMain::exitConfirmed);
         for (const int answer : { MessageSeam::No, MessageSeam::Yes }) {
             MessageSeam::SetNextAnswer(answer);
-            QTest::mouseClick(window.findChild<QPushButton*>("cmdExit"), Qt::LeftButton);
-            const auto shown = MessageSeam::TakeShown();
-            QCOMPARE(shown.size(), 1);
-            QCOMPARE(shown[0].Text, QString("Are you sure you want to exit Practorium?"));
-            QCOMPARE(shown[0].Style, 36);
-            QCOMPARE(confirmed.count(), answer == MessageSeam::Yes ? 1 : 0);
-            QCOMPARE(window.isVisible(), answer == MessageSeam::No);
+            QTest::mouseClick(Child(&window, "cmdExit"), Qt::LeftButton);
+            QCOMPARE(Shown(), QStringList { "36:Are you sure you want to exit Practorium?" });
+            QVERIFY(confirmed.count() == (answer == MessageSeam::Yes) && window.isVisible() == (answer == MessageSeam::No));
         }
     }
 
@@ -156,12 +135,9 @@ private Q_SLOTS:
         disabled.show();
         disabled.setEnabled(false);
         BeginBusy();
-        QVERIFY(!enabled.isEnabled());
-        QCOMPARE(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
+        QVERIFY(!enabled.isEnabled() && QApplication::overrideCursor()->shape() == Qt::WaitCursor);
         EndBusy();
-        QVERIFY(enabled.isEnabled());
-        QVERIFY(!disabled.isEnabled());
-        QVERIFY(!QApplication::overrideCursor());
+        QVERIFY(enabled.isEnabled() && !disabled.isEnabled() && !QApplication::overrideCursor());
     }
 
     void isExamInstalled_data()
@@ -178,26 +154,14 @@ private Q_SLOTS:
         Install("ABC-1", "ABC-1.exam", "ABC-1");
         Install("D1", "D1.exam", "DUP");
         Install("D2", "D2.exam", "DUP");
-        QFETCH(QString, code);
-        QTEST(IsExamInstalled(code), "installed");
-    }
-
-    void answerLetters_data()
-    {
-        QTest::addColumn<QString>("list");
-        QTest::addColumn<QString>("letters");
-        QTest::addColumn<int>("count");
-        QTest::newRow("empty") << "" << "" << 0;
-        QTest::newRow("one") << "2" << "B" << 1;
-        QTest::newRow("two") << "1,3" << "A,C" << 2;
-        QTest::newRow("lone comma") << "," << "?,?" << 2;
+        QTEST(IsExamInstalled(Data<QString>("code")), "installed");
     }
 
     void answerLetters()
     {
-        QFETCH(QString, list);
-        QTEST(AnswerLetters(list), "letters");
-        QTEST(int(ItemCount(list)), "count");
+        QCOMPARE(QStringList({ AnswerLetters(""), AnswerLetters("2"), AnswerLetters("1,3"), AnswerLetters(",") }),
+            QStringList({ "", "B", "A,C", "?,?" }));
+        QCOMPARE(QList<int>({ ItemCount(""), ItemCount("2"), ItemCount("1,3"), ItemCount(",") }), QList<int>({ 0, 1, 2, 2 }));
     }
 
 private:
@@ -207,7 +171,6 @@ private:
         QDir().mkpath(m_exams + "/" + folder);
         Exam exam;
         exam.SetCode(code);
-        exam.SetName("Name of " + code);
         exam.Questions().Add()->Choices().Add()->SetIsSolution(true);
         exam.Save(m_exams + "/" + folder + "/" + file);
     }

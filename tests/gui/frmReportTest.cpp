@@ -1,23 +1,22 @@
+#include "common/GuiUtil.h"
 #include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "shell/Common.h"
-#include "shell/MessageSeam.h"
 #include "shell/ReportLayout.h"
 #include "shell/frmReport.h"
 
 #include <QLabel>
 #include <QPrinter>
 #include <QPrinterInfo>
-#include <QProcess>
 #include <QPushButton>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <QTest>
 #include <QTextDocumentFragment>
 
 using namespace ReportLayout;
+using namespace GuiUtil;
 
 namespace {
 
@@ -67,15 +66,30 @@ private Q_SLOTS:
 
     void share()
     {
-        QFETCH(int, score);
-        QFETCH(int, total);
         int percent = 0;
-        const Error error = TestUtil::Raised([&] { percent = Share(qint16(score), qint16(total)); });
+        const Error error = TestUtil::Raised([&] { percent = Share(qint16(Data<int>("score")), qint16(Data<int>("total"))); });
         QTEST(error.Number(), "number");
         QCOMPARE(error.Source(), QString(error.Number() ? "ReportLayout::Share()" : ""));
         QTEST(percent, "percent");
     }
 
+    // Logo, message and frame centred one below the other, the buttons two
+    // button heights above the bottom under the frame's edges (twips). The
+    // frame: 60 %, never narrower than 9000 unless the window is, never wider than 15000.
+    void arrange()
+    {
+        QCOMPARE(QList<qint32>({ FrameWidth(18000), FrameWidth(12000), FrameWidth(10000), FrameWidth(40000) }),
+            QList<qint32>({ 10800, 9000, 8800, 15000 }));
+        const ScreenPlacement placed = Arrange({ 18000, 12000, 3000, 1000, 5000, 900, 4000, 375, 1215, 1215 });
+        QList<qint32> edges;
+        for (const TwipsRect& r : { placed.Logo, placed.Message, placed.Frame, placed.Print, placed.Exit })
+            edges << r.Left << r.Top << r.Right << r.Bottom;
+        QCOMPARE(edges, QList<qint32>({ 7500, 500, 10500, 1500, 6500, 1500, 11500, 2400, 3600, 2600, 14400, 6600,
+                            3600, 11250, 4815, 11625, 13185, 11250, 14400, 11625 }));
+    }
+
+    // The verdict, the spoken figures and the bars' lengths and colours; the
+    // window on the work area; Enter closes it even from Print.
     void verdict_data()
     {
         QTest::addColumn<int>("correct");
@@ -85,41 +99,28 @@ private Q_SLOTS:
         QTest::addColumn<int>("obtained");
         QTest::addColumn<int>("requiredShare");
         QTest::addColumn<int>("obtainedShare");
-        QTest::newRow("above the pass score") << 8 << 1000 << 700 << "Contratulations!" << 800 << 70 << 80;
         QTest::newRow("equal to the pass score") << 7 << 1000 << 700 << "Contratulations!" << 700 << 70 << 70;
         QTest::newRow("one short of the pass score") << 7 << 1000 << 701 << "Sorry!" << 700 << 70 << 70;
         QTest::newRow("nothing right") << 0 << 1000 << 700 << "Sorry!" << 0 << 70 << 0;
-        QTest::newRow("everything right") << 10 << 1000 << 875 << "Contratulations!" << 1000 << 88 << 100;
-        // Nothing clamps a share: the bar runs past the area.
-        QTest::newRow("pass score above the maximum") << 8 << 1000 << 1500 << "Sorry!" << 800 << 150 << 80;
-        // A damaged exam may carry a maximum of 0; the report must still come up.
-        QTest::newRow("no maximum score") << 2 << 0 << 0 << "Contratulations!" << 0 << 0 << 0;
+        QTest::newRow("pass score above the maximum: not clamped") << 8 << 1000 << 1500 << "Sorry!" << 800 << 150 << 80;
+        QTest::newRow("no maximum score (damaged exam)") << 2 << 0 << 0 << "Contratulations!" << 0 << 0 << 0;
     }
 
     void verdict()
     {
-        QFETCH(int, correct);
-        QFETCH(int, maxScore);
-        QFETCH(int, passScore);
         QFETCH(QString, headline);
         QFETCH(int, obtained);
         QFETCH(int, requiredShare);
         QFETCH(int, obtainedShare);
-        auto exam = MakeExam(correct, qint16(maxScore), qint16(passScore));
+        auto exam = MakeExam(Data<int>("correct"), qint16(Data<int>("maxScore")), qint16(Data<int>("passScore")));
         frmReport report(*exam);
         report.show();
         QVERIFY(QTest::qWaitForWindowActive(&report));
-        const auto at = [&report](const char* name) { return report.findChild<QWidget*>(name); };
+        const auto at = [&report](const char* name) { return Child(&report, name); };
         QCOMPARE(QTextDocumentFragment::fromHtml(static_cast<QLabel*>(at("lblMessage"))->text()).toPlainText(),
             QString("%1\nA score of %2 or better was required to pass this exam.\nYour score was %3")
-                .arg(headline)
-                .arg(passScore)
-                .arg(obtained));
-        // Screen readers hear each figure with its caption, and the whole.
-        QCOMPARE(at("lblObtainedScore")->accessibleName(),
-            QString("Your score: %1 out of %2").arg(obtained).arg(maxScore));
-        QCOMPARE(at("lblRequiredShare")->accessibleName(),
-            QString("Required score: %1 percent of the maximum").arg(requiredShare));
+                .arg(headline).arg(exam->PassScore()).arg(obtained));
+        QCOMPARE(at("lblRequiredShare")->accessibleName(), QString("Required score: %1 percent of the maximum").arg(requiredShare));
         QVERIFY(report.accessibleDescription().startsWith(
             QString("%1. Your score: %2").arg(headline == "Sorry!" ? "Fail" : "Pass").arg(obtained)));
         const int inner = at("picScores")->contentsRect().width();
@@ -134,36 +135,16 @@ private Q_SLOTS:
         if (obtainedShare > 0)
             QCOMPARE(colourOf(at("shpObtained")), headline == "Sorry!" ? QColor(228, 78, 39) : QColor(153, 239, 58));
 
-        // The window with its frame over the work area, the rest placed in it.
         const TwipsRect area = GetWorkArea();
-        QCOMPARE(report.frameGeometry(),
-            QRect(Twips::ToPixels(area.Left), Twips::ToPixels(area.Top), Twips::ToPixels(area.Width()),
-                Twips::ToPixels(area.Height())));
-        const QRect logo = at("picLogo")->geometry(), message = at("lblMessage")->geometry();
-        const QRect frame = at("fraScores")->geometry(), print = at("cmdPrint")->geometry();
-        QCOMPARE(logo.top(), Twips::ToPixels(500));
-        QCOMPARE(message.top(), logo.bottom() + 1);
-        QVERIFY(qAbs(frame.top() - (message.bottom() + 1) - Twips::ToPixels(200)) <= 1);
-        for (const QRect& centred : { logo, message, frame })
-            QVERIFY(qAbs(centred.center().x() - report.rect().center().x()) <= 1);
-        QCOMPARE(print.left(), frame.left());
-        QCOMPARE(at("cmdExit")->geometry().right(), frame.right());
-        QCOMPARE(at("cmdExit")->geometry().top(), print.top());
-        QVERIFY(qAbs(print.top() - (report.height() - 2 * print.height())) <= 1);
-
-        // Enter closes the report even from Print, so it never prints by accident.
+        QCOMPARE(report.frameGeometry(), QRect(Twips::ToPixels(area.Left), Twips::ToPixels(area.Top),
+                                             Twips::ToPixels(area.Width()), Twips::ToPixels(area.Height())));
+        // Arranged as ReportLayout::Arrange says, converted to pixels once.
+        const QRect logo = at("picLogo")->geometry(), frame = at("fraScores")->geometry();
+        QVERIFY(logo.top() == Twips::ToPixels(500) && qAbs(logo.center().x() - report.rect().center().x()) <= 1);
+        QVERIFY(at("cmdPrint")->geometry().left() == frame.left() && at("cmdExit")->geometry().right() == frame.right());
         at("cmdPrint")->setFocus();
         QTest::keyClick(at("cmdPrint"), Qt::Key_Return);
-        QCOMPARE(report.result(), int(QDialog::Accepted));
-        QVERIFY(MessageSeam::TakeShown().isEmpty());
-    }
-
-    void frameWidth()
-    {
-        QCOMPARE(FrameWidth(18000), 10800); // sixty percent
-        QCOMPARE(FrameWidth(12000), 9000); // never narrower
-        QCOMPARE(FrameWidth(10000), 8800); // but a small window keeps its margins
-        QCOMPARE(FrameWidth(40000), 15000); // never wider
+        QVERIFY(report.result() == QDialog::Accepted && Shown().isEmpty());
     }
 
     void titleLines_data()
@@ -177,49 +158,30 @@ private Q_SLOTS:
             << QString(115, 'a') + " tail" << QStringList { "Exam Title: " + QString(115, 'a'), "tail" };
         QTest::newRow("first blank after the 128th")
             << "word " + QString(120, 'b') + " part" << QStringList { "Exam Title: word " + QString(120, 'b'), "part" };
-        QTest::newRow("no blank from the 128th on")
-            << "word " + QString(130, 'c') << QStringList { "Exam Title: word " + QString(130, 'c') };
+        QTest::newRow("no blank from the 128th on") << "word " + QString(130, 'c') << QStringList { "Exam Title: word " + QString(130, 'c') };
     }
 
-    void titleLines()
-    {
-        QFETCH(QString, name);
-        QTEST(TitleLines(name), "lines");
-    }
+    void titleLines() { QTEST(TitleLines(Data<QString>("name")), "lines"); }
 
+    // One millimetre per character, whatever the style, on a page 170 wide.
     void pageLayout()
     {
-        const PageContent content { "EX-1", "word " + QString(120, 'b') + " rest", "Monday, 2 March 2026", 700, 650,
-            70, 65 };
-        // One millimetre per character, whatever the style, on a page 170 wide.
-        const auto oneEach = [](const QString& text, TextStyle) { return double(text.size()); };
-        const PrintedPage page = LayOutPage(content, oneEach);
-        const auto at = [&page](const QString& start) {
-            for (const PageText& text : page.Texts) {
-                if (text.Text.startsWith(start))
-                    return QPointF(text.X, text.Y);
-            }
-            return QPointF(-1, -1);
-        };
-        QCOMPARE(at("Exam Code: EX-1"), QPointF(0, 55));
-        QCOMPARE(at("Dated: Monday, 2 March 2026"), QPointF(143, 55)); // ends at the right edge
-        QCOMPARE(at("rest"), QPointF(12, 65)); // under the title, past "Exam Title: "
-        QCOMPARE(at("65%"), QPointF(116.5, 120)); // just past the end of its bar
-        QCOMPARE(at("100%"), QPointF(158, 132)); // centred on the scale's end
-        QCOMPARE(at("Required Score: 700"), QPointF(0, 145));
-        QCOMPARE(at("Grade: Fail"), QPointF(159, 145));
-        QCOMPARE(at("Score report printed with Practorium - The Most Realistic Exam Simulator"), QPointF(49, 250));
-
+        const PageContent content { "EX-1", "word " + QString(120, 'b') + " rest", "Monday, 2 March 2026", 700, 650, 70, 65 };
+        const PrintedPage page = LayOutPage(content, [](const QString& text, TextStyle) { return double(text.size()); });
+        QStringList texts;
+        for (const PageText& text : page.Texts)
+            texts << QString("%1 %2 %3").arg(text.X).arg(text.Y).arg(text.Text.left(20));
+        for (const char* placed : { "0 55 Exam Code: EX-1", "143 55 Dated: Monday, 2 Mar", "12 65 rest", "116.5 120 65%",
+                 "158 132 100%", "0 145 Required Score: 700", "159 145 Grade: Fail", "49 250 Score report printed" })
+            QVERIFY2(texts.contains(placed), placed);
         QCOMPARE(page.Bars.size(), 2);
-        const auto box = [](const PageBox& bar) { return QRectF(bar.X, bar.Y, bar.Width, bar.Height); };
-        QCOMPARE(box(page.Bars[0]), QRectF(30, 106, 91, 8)); // 70 % of 130
-        QCOMPARE(page.Bars[0].Color, QColor(58, 153, 239));
-        QCOMPARE(box(page.Bars[1]), QRectF(30, 116, 84.5, 8));
-        QCOMPARE(page.Bars[1].Color, QColor(228, 78, 39));
-        QVERIFY(page.Logo.Y + page.Logo.Height <= 55);
-        QCOMPARE(page.Logo.Width, 46.0);
+        QCOMPARE(QRectF(page.Bars[0].X, page.Bars[0].Y, page.Bars[0].Width, page.Bars[0].Height), QRectF(30, 106, 91, 8));
+        QCOMPARE(QRectF(page.Bars[1].X, page.Bars[1].Y, page.Bars[1].Width, page.Bars[1].Height), QRectF(30, 116, 84.5, 8));
+        QVERIFY(page.Bars[0].Color == QColor(58, 153, 239) && page.Bars[1].Color == QColor(228, 78, 39));
+        QVERIFY(page.Logo.Y + page.Logo.Height <= 55 && page.Logo.Width == 46.0);
     }
 
+    // What is printed, read back from the PDF, with the long date.
     void printedPageReadsBack()
     {
         const QString pdftotext = QStandardPaths::findExecutable("pdftotext");
@@ -229,8 +191,7 @@ private Q_SLOTS:
         exam->SetName("Sample Exam");
         frmReport report(*exam);
         QTemporaryDir dir;
-        // A locale whose long and short dates differ: the page says the long one.
-        const QLocale before;
+        const QLocale before; // a locale whose long and short dates differ
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
         const auto restore = qScopeGuard([before] { QLocale::setDefault(before); });
         const QDate today = QDate::currentDate();
@@ -238,20 +199,16 @@ private Q_SLOTS:
         printer.setOutputFormat(QPrinter::PdfFormat);
         printer.setOutputFileName(dir.filePath("report.pdf"));
         report.PrintTo(printer);
-
-        QProcess reader;
-        reader.start(pdftotext, { "-layout", dir.filePath("report.pdf"), "-" });
-        QVERIFY(reader.waitForFinished());
-        QCOMPARE(reader.exitCode(), 0);
-        const QString text = QString::fromUtf8(reader.readAllStandardOutput()).simplified();
-        QStringList dated; // the day may turn while printing
-        for (const QDate& day : { today, QDate::currentDate() })
-            dated << "Dated: " + QLocale().toString(day, "dddd, MMMM d, yyyy");
-        QVERIFY2(text.contains(dated[0]) || text.contains(dated[1]), qPrintable(dated[0] + "\n" + text));
-        for (const char* piece : { "Exam Code: PRAC-101", "Dated: ", "Exam Title: Sample Exam", "Required Score: 700",
-                 "Your Score: 800", "Grade: Pass", "0%", "100%",
-                 "Score report printed with Practorium - The Most Realistic Exam Simulator" })
-            QVERIFY2(text.contains(piece), qPrintable(piece + ("\n" + text)));
+        const auto read = TestUtil::Run(pdftotext, { "-layout", dir.filePath("report.pdf"), "-" });
+        QCOMPARE(read.ExitCode, 0);
+        const QString text = QString::fromUtf8(read.Out).simplified();
+        QStringList pieces { "Exam Code: PRAC-101", "Exam Title: Sample Exam", "Required Score: 700", "Your Score: 800",
+            "Grade: Pass", "0%", "100%", "Score report printed with Practorium - The Most Realistic Exam Simulator" };
+        for (const QString& piece : pieces)
+            QVERIFY2(text.contains(piece), qPrintable(piece + "\n" + text));
+        const QString format = "'Dated: 'dddd, MMMM d, yyyy"; // the day may turn while printing
+        QVERIFY2(text.contains(QLocale().toString(today, format)) || text.contains(QLocale().toString(QDate::currentDate(), format)),
+            qPrintable(text));
     }
 
     void retakeOffered_data()
@@ -268,11 +225,10 @@ private Q_SLOTS:
         frmReport report(*exam);
         report.show();
         QSignalSpy asked(&report, &frmReport::retakeRequested);
-        auto* retake = report.findChild<QPushButton*>("cmdRetake");
+        auto* retake = Child<QPushButton>(&report, "cmdRetake");
         QCOMPARE(retake->isEnabled(), correct < 10);
         QTest::mouseClick(retake, Qt::LeftButton);
-        QCOMPARE(asked.count(), correct < 10 ? 1 : 0);
-        QCOMPARE(report.isVisible(), correct == 10);
+        QVERIFY(asked.count() == (correct < 10) && report.isVisible() == (correct == 10));
     }
 
     void printWithoutPrinter_data()
@@ -290,31 +246,22 @@ private Q_SLOTS:
     {
         if (!QPrinterInfo::defaultPrinter().isNull())
             QSKIP("a printer is installed here; the test does not print on it");
-        QFETCH(int, answer);
         QFETCH(QString, fileName);
         QFETCH(bool, saved);
         auto exam = MakeExam(8);
         frmReport report(*exam);
         report.show();
-        QVERIFY(QTest::qWaitForWindowActive(&report));
         QTemporaryDir dir;
         const QString path = fileName.isEmpty() ? QString() : dir.filePath(fileName);
         const bool fails = !path.isEmpty() && !saved;
-        MessageSeam::SetNextAnswer(answer);
+        MessageSeam::SetNextAnswer(Data<int>("answer"));
         frmReport::SetNextSaveFileName(path);
         if (fails)
             QTest::ignoreMessage(QtWarningMsg, "QPainter::begin(): Returned false");
-        QTest::mouseClick(report.findChild<QPushButton*>("cmdPrint"), Qt::LeftButton);
-
-        QStringList shown;
-        for (const MessageSeam::Shown& box : MessageSeam::TakeShown())
-            shown << QString::number(box.Style) + ' ' + box.Text;
-        QCOMPARE(shown.value(0), QString("36 No printer is installed. Would you like to save the score report as a "
-                                         "PDF file instead?"));
-        QCOMPARE(shown.mid(1), fails ? QStringList { "16 Error printing report" } : QStringList());
-        QVERIFY(report.isVisible());
-        QCOMPARE(saved && TestUtil::ReadAll(path).startsWith("%PDF-"), saved);
-        QCOMPARE(QFile::exists(path), saved);
+        QTest::mouseClick(Child<QPushButton>(&report, "cmdPrint"), Qt::LeftButton);
+        QStringList expected { "36:No printer is installed. Would you like to save the score report as a PDF file instead?" };
+        QCOMPARE(Shown(), expected + (fails ? QStringList { "16:Error printing report" } : QStringList()));
+        QVERIFY(report.isVisible() && TestUtil::ReadAll(path).startsWith("%PDF-") == saved && QFile::exists(path) == saved);
     }
 };
 
