@@ -1,19 +1,16 @@
 #include "shell/frmAbout.h"
 
-#include "shell/MessageSeam.h"
+#include "common/GuiUtil.h"
+#include "common/TestUtil.h"
 #include "shell/Registry.h"
 
 #include <QDate>
-#include <QDir>
 #include <QLabel>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QTest>
-
-#include <memory>
 
 using namespace Registry;
+using namespace GuiUtil;
 
 class frmAboutTest : public QObject
 {
@@ -26,17 +23,6 @@ private Q_SLOTS:
         SetStoreFolders(m_dir->filePath("user"), m_dir->filePath("machine"));
         qputenv("PATH", QFile::encodeName(m_dir->filePath("bin")));
         MessageSeam::Intercept(true);
-    }
-
-    void showsVersionAndNotice()
-    {
-        frmAbout about;
-        about.show();
-        const QString text = about.findChild<QLabel*>("lblVersion")->text();
-        QVERIFY2(QRegularExpression("^Version: \\d+\\.\\d+ Build: \\d+$").match(text).hasMatch(), qPrintable(text));
-        // The notice's year follows the clock, not the build.
-        QVERIFY(about.findChild<QLabel*>("lblNotice")->text().contains(QString::number(QDate::currentDate().year())));
-        QVERIFY(!about.findChild<QLabel*>("picLogo")->pixmap().isNull());
     }
 
     void startSysInfo_data()
@@ -58,24 +44,19 @@ private Q_SLOTS:
         QTest::newRow("no tool anywhere") << QByteArray() << false << QStringList() << "";
     }
 
+    // Each stand-in tool leaves a file of its own name when run.
     void startSysInfo()
     {
-        QFETCH(QByteArray, store);
-        QFETCH(bool, storeReadOnly);
-        QFETCH(QStringList, onPath);
         QFETCH(QString, ran);
-        Write("machine/registry.ini", store, storeReadOnly);
-        // Each tool leaves a file of its own name when run.
-        for (const QString& tool : onPath + QStringList { "tools/sys info", "tools/MSINFO32.EXE" })
+        Write("machine/registry.ini", Data<QByteArray>("store"), Data<bool>("storeReadOnly"));
+        for (const QString& tool : Data<QStringList>("onPath") + QStringList { "tools/sys info", "tools/MSINFO32.EXE" })
             Write(tool, "#!/bin/sh\necho ran > '$DIR/" + QFileInfo(tool).fileName().toUtf8() + "'\n");
         frmAbout about;
         about.show();
-        QTest::mouseClick(about.findChild<QPushButton*>("cmdSysInfo"), Qt::LeftButton);
-
-        const QList<MessageSeam::Shown> shown = MessageSeam::TakeShown();
-        QCOMPARE(shown.size(), ran.isEmpty() ? 1 : 0);
-        for (const MessageSeam::Shown& box : shown) // OK button, no icon
-            QVERIFY(box.Style == 0 && box.Text == "System Information Is Unavailable At This Time");
+        // The notice's year follows the clock, not the build.
+        QVERIFY(Child<QLabel>(&about, "lblNotice")->text().contains(QString::number(QDate::currentDate().year())));
+        QTest::mouseClick(Child(&about, "cmdSysInfo"), Qt::LeftButton);
+        QCOMPARE(Shown(), ran.isEmpty() ? QStringList { "0:System Information Is Unavailable At This Time" } : QStringList());
         if (!ran.isEmpty())
             QTRY_VERIFY(QFile::exists(m_dir->filePath(ran)));
         QVERIFY(about.isVisible());
@@ -96,8 +77,7 @@ private Q_SLOTS:
 
     void getKeyValue()
     {
-        QFETCH(QByteArray, value);
-        Write("machine/registry.ini", "[SOFTWARE\\Vendor]\n" + value + "\n");
+        Write("machine/registry.ini", "[SOFTWARE\\Vendor]\n" + Data<QByteArray>("value") + "\n");
         QString text = "stale";
         QTEST(frmAbout::GetKeyValue(HKEY_LOCAL_MACHINE, "software\\vendor", "PATH", text), "found");
         QTEST(text, "text");
@@ -109,10 +89,7 @@ private:
     // that folder: read-only, or else executable for its owner.
     void Write(const QString& path, const QByteArray& bytes, bool readOnly = false)
     {
-        QDir(m_dir->path()).mkpath(QFileInfo(path).path());
-        QFile file(m_dir->filePath(path));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray(bytes).replace("$DIR", QFile::encodeName(m_dir->path())));
+        QFile file(TestUtil::WriteFile(m_dir->filePath(path), QByteArray(bytes).replace("$DIR", QFile::encodeName(m_dir->path()))));
         QVERIFY(file.setPermissions(readOnly ? QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther
                                              : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
     }
