@@ -28,9 +28,6 @@ public:
 
     ~CourierProcess() { Stop(); }
 
-    CourierProcess(const CourierProcess&) = delete;
-    CourierProcess& operator=(const CourierProcess&) = delete;
-
     QString PacksFolder() const { return m_packs; }
     QString Database() const { return m_folder + QStringLiteral("/courier.sqlite"); }
 
@@ -39,9 +36,8 @@ public:
     bool Admin(const QStringList& command, QByteArray* output = nullptr) const
     {
         QProcess process;
-        process.start(QStringLiteral(COURIER), QStringList{ QStringLiteral("--database"), Database() } + command);
-        const bool done = process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit
-            && process.exitCode() == 0;
+        process.start(QStringLiteral(COURIER), QStringList { QStringLiteral("--database"), Database() } + command);
+        const bool done = process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
         if (output)
             *output = process.readAllStandardOutput();
         return done;
@@ -68,23 +64,18 @@ public:
     // server has said where it listens.
     bool Start(const QString& mode = {})
     {
-        QStringList arguments{ QStringLiteral("--database"), Database(), QStringLiteral("--packs"), m_packs,
-                               QStringLiteral("--port"), QStringLiteral("0") };
+        QStringList arguments { QStringLiteral("--database"), Database(), QStringLiteral("--packs"), m_packs,
+            QStringLiteral("--port"), QStringLiteral("0") };
         if (!mode.isEmpty())
             arguments << QStringLiteral("--misbehave") << mode;
         m_process.start(QStringLiteral(COURIER), arguments);
-        if (!m_process.waitForStarted(10000))
-            return false;
-        while (!m_process.canReadLine()) {
+        while (m_process.waitForStarted(10000) && !m_process.canReadLine()) {
             if (!m_process.waitForReadyRead(10000))
                 return false;
         }
         const QString line = QString::fromUtf8(m_process.readLine()).trimmed();
-        const QString prefix = QStringLiteral("listening on ");
-        if (!line.startsWith(prefix))
-            return false;
-        m_endpoint = line.mid(prefix.size());
-        return true;
+        m_endpoint = line.startsWith(QLatin1String("listening on ")) ? line.mid(13) : QString();
+        return !m_endpoint.isEmpty();
     }
 
     // Ends the server with SIGTERM; true when it then ended by itself with
@@ -119,14 +110,12 @@ public:
             if (!transfer.StillExecuting())
                 loop.quit();
         });
-        transfer.Execute(m_endpoint, QStringLiteral("POST"),
-                         QStringLiteral("LOGIN?email=%1&pwd=%2;").arg(user, password).toLatin1(),
-                         QStringLiteral("Content-Type: application/x-www-form-urlencoded"));
+        transfer.Execute(m_endpoint, QStringLiteral("POST"), QStringLiteral("LOGIN?email=%1&pwd=%2;").arg(user, password).toLatin1(),
+            QStringLiteral("Content-Type: application/x-www-form-urlencoded"));
         loop.exec();
-        const QString reply = QString::fromLatin1(transfer.GetChunk(4096));
-        const QRegularExpressionMatch match =
-            QRegularExpression(QStringLiteral("^LOGIN\\?status=OK&sid=([^&;]+)")).match(reply);
-        return match.hasMatch() ? match.captured(1) : QString();
+        return QRegularExpression(QStringLiteral("^LOGIN\\?status=OK&sid=([^&;]+)"))
+            .match(QString::fromLatin1(transfer.GetChunk(4096)))
+            .captured(1);
     }
 
 private:

@@ -1,8 +1,15 @@
+// The downloader and the transfer object under it, against the reference
+// server on 127.0.0.1.
+
 #include "common/TestUtil.h"
 #include "download/Downloader.h"
 #include "download/InternetTransfer.h"
 #include "tests/download/CourierProcess.h"
 
+#include <QSignalSpy>
+#include <QSslSocket>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -12,9 +19,6 @@
 using namespace TestUtil;
 
 namespace {
-
-const QString User = QStringLiteral("bob");
-const QString Password = QStringLiteral("secret");
 
 // Exam IDs and sizes of the served packs.
 const QMap<QString, int> Packs = {
@@ -49,7 +53,15 @@ struct Events
     int Chunks = 0;
 };
 
-const QStringList Completed{ "started", "complete" };
+const QStringList Completed { "started", "complete" };
+
+QList<int> StatesSeen(const QSignalSpy& spy)
+{
+    QList<int> states;
+    for (const QList<QVariant>& arguments : spy)
+        states << arguments.at(0).toInt();
+    return states;
+}
 
 } // namespace
 
@@ -61,16 +73,15 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        qputenv("XDG_CONFIG_HOME", m_dir.filePath(QStringLiteral("config")).toUtf8());
-        qputenv("XDG_DATA_HOME", m_dir.filePath(QStringLiteral("data")).toUtf8());
-        m_server = std::make_unique<CourierProcess>(m_dir.filePath(QStringLiteral("courier")));
-        QVERIFY(m_server->AddAccount(User, Password, Packs.keys()));
-        for (auto pack = Packs.begin(); pack != Packs.end(); ++pack) {
-            QFile file(m_server->PacksFolder() + u'/' + pack.key() + QStringLiteral(".pack"));
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(PackBytes(pack.value())) == pack.value());
-        }
+        QVERIFY2(QSslSocket::supportsSsl(), "no TLS backend: https endpoints would not work");
+        qputenv("XDG_CONFIG_HOME", m_dir.filePath("config").toUtf8());
+        qputenv("XDG_DATA_HOME", m_dir.filePath("data").toUtf8());
+        m_server = std::make_unique<CourierProcess>(m_dir.filePath("courier"));
+        QVERIFY(m_server->AddAccount("bob", "secret", Packs.keys()));
+        for (auto pack = Packs.begin(); pack != Packs.end(); ++pack)
+            WriteFile(m_server->PacksFolder() + u'/' + pack.key() + ".pack", PackBytes(pack.value()));
         QVERIFY(m_server->Start());
-        m_sessionId = m_server->Login(User, Password);
+        m_sessionId = m_server->Login("bob", "secret");
         QVERIFY(!m_sessionId.isEmpty());
     }
 
@@ -84,15 +95,127 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(m_target));
     }
 
+    void transferOutcomes_data()
+    {
+        QTest::addColumn<QString>("url"); // or a local port that is "closed" or does not speak "tls"
+        QTest::addColumn<qint64>("limit");
+        QTest::addColumn<int>("state");
+        QTest::addColumn<int>("code");
+        const int error = InternetTransfer::icError;
+        const int complete = InternetTransfer::icResponseCompleted;
+        const QString k1 = m_server->PackUrl(m_sessionId, "k1");
+        QTest::newRow("unknown session: 403") << m_server->PackUrl("nobody", "k1") << qint64(1024) << complete << 403;
+        QTest::newRow("body of exactly the limit") << k1 << qint64(1024) << complete << 200;
+        QTest::newRow("one byte over the limit") << k1 << qint64(1023) << error << int(InternetTransfer::BodyTooLargeError);
+        QTest::newRow("refused port") << "closed" << qint64(1024) << error << 1;
+        QTest::newRow("TLS handshake fails") << "tls" << qint64(1024) << error << 6;
+    }
+
+    // Any HTTP answer is state 12 with its status; a failed transport or a body
+    // over the limit is state 11 with nothing to read.
+    void transferOutcomes()
+    {
+        QFETCH(QString, url);
+        QFETCH(int, state);
+        QFETCH(int, code);
+        QTcpServer listener;
+        if (!url.startsWith("http")) {
+            QVERIFY(listener.listen(QHostAddress::LocalHost, 0));
+            const QString local = QStringLiteral("https://127.0.0.1:%1/PackCourier.asp").arg(listener.serverPort());
+            if (url == "closed")
+                listener.close();
+            url = local;
+            // Answers the TLS greeting with plain text.
+            connect(&listener, &QTcpServer::newConnection, this, [&listener] {
+                while (QTcpSocket* socket = listener.nextPendingConnection())
+                    socket->write("HELLO, THIS IS NOT TLS\r\n\r\n");
+            });
+        }
+        QFETCH(qint64, limit);
+        InternetTransfer transfer;
+        transfer.SetTimeout(10000);
+        transfer.SetMaximumBodySize(limit);
+        QSignalSpy states(&transfer, &InternetTransfer::StateChanged);
+        transfer.Execute(url, "GET");
+        QCOMPARE(StatesSeen(states), QList<int> { InternetTransfer::icRequesting });
+        QTRY_VERIFY_WITH_TIMEOUT(!transfer.StillExecuting(), 10000);
+        const QList<int> seen = StatesSeen(states);
+        QCOMPARE(seen.last(), state);
+        QCOMPARE(seen.count(InternetTransfer::icError) + seen.count(InternetTransfer::icResponseCompleted), 1);
+        QCOMPARE(transfer.ResponseCode(), code);
+        QVERIFY(!transfer.ResponseInfo().isEmpty());
+        const QByteArray body = transfer.GetChunk(1 << 24);
+        QVERIFY(state == InternetTransfer::icError ? body.isEmpty() : body.contains(code == 200 ? PackBytes(1024) : QByteArray::number(code)));
+    }
+
+    // A second request is refused while one runs, and the first goes on; the
+    // completion handler, where the protocol sends its next message, may start one.
+    void transferOneRequestAtATime()
+    {
+        InternetTransfer transfer;
+        const QString pack = m_server->PackUrl(m_sessionId, "k1");
+        QString reply;
+        connect(&transfer, &InternetTransfer::StateChanged, this, [&](int state) {
+            if (state != InternetTransfer::icResponseCompleted || !reply.isEmpty())
+                return;
+            for (QString chunk = transfer.GetChunkText(16); !chunk.isEmpty(); chunk = transfer.GetChunkText(16)) {
+                QVERIFY(chunk.size() <= 16);
+                reply += chunk;
+            }
+            QCOMPARE(Raised([&] { transfer.Execute(pack, "GET"); }).Number(), 0);
+        });
+        transfer.Execute(m_server->Endpoint(), "POST", "LOGIN?email=bob&pwd=secret;");
+        QCOMPARE(Raised([&] { transfer.Execute(pack, "GET"); }).Description(), "Still executing last request");
+        QTRY_VERIFY_WITH_TIMEOUT(!reply.isEmpty() && !transfer.StillExecuting(), 10000);
+        QCOMPARE(transfer.GetChunk(1 << 20), PackBytes(1024));
+        QVERIFY2(reply.startsWith("LOGIN?status=OK&sid=") && reply.endsWith(u';'), qPrintable(reply));
+    }
+
+    // Calls the transfer or the downloader refuses start nothing.
+    void badCallsStartNothing_data()
+    {
+        QTest::addColumn<bool>("getFile"); // else Execute
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("argument"); // the operation, or the file name
+        QTest::addColumn<QString>("headers");
+        const QString url = "http://127.0.0.1:1/packs/101.exe";
+        QTest::newRow("relative URL") << false << "PackCourier.asp" << "GET" << QString();
+        QTest::newRow("ftp URL") << false << "ftp://127.0.0.1/x" << "GET" << QString();
+        QTest::newRow("unknown operation") << false << url << "DELETE" << QString();
+        QTest::newRow("header without name") << false << url << "GET" << "Accept: */*\r\n: value";
+        QTest::newRow("header without colon") << false << url << "GET" << "Accept */*";
+        QTest::newRow("address ends in a slash") << true << "http://127.0.0.1:1/packs/" << QString() << QString();
+        QTest::newRow("parent folder") << true << url << ".." << QString();
+        QTest::newRow("this folder") << true << url << "." << QString();
+        QTest::newRow("slash") << true << url << "../101.exe" << QString();
+        QTest::newRow("NUL") << true << url << QStringLiteral("101") + QChar(0) + QStringLiteral(".exe") << QString();
+    }
+
+    void badCallsStartNothing()
+    {
+        QFETCH(bool, getFile);
+        QFETCH(QString, url);
+        QFETCH(QString, argument);
+        QFETCH(QString, headers);
+        Events events(*m_downloader);
+        QSignalSpy states(m_transfer.get(), &InternetTransfer::StateChanged);
+        const Error e = Raised([&] {
+            getFile ? m_downloader->GetFile(url, m_target, argument) : m_transfer->Execute(url, argument, {}, headers);
+        });
+        QCOMPARE(e.Number(), ErrorNumber::InvalidCall);
+        QCOMPARE(e.Source(), getFile ? "Downloader::GetFile()" : "InternetTransfer::Execute()");
+        QVERIFY(events.Order.isEmpty() && states.isEmpty() && !m_transfer->StillExecuting());
+    }
+
     void chunkCounts_data()
     {
         QTest::addColumn<QString>("examId");
         QTest::addColumn<int>("chunks");
-        QTest::newRow("empty body") << QStringLiteral("empty") << 0;
-        QTest::newRow("one byte") << QStringLiteral("one") << 1;
-        QTest::newRow("exactly one chunk") << QStringLiteral("k1") << 1;
-        QTest::newRow("one byte into the second") << QStringLiteral("k1plus") << 2;
-        QTest::newRow("paused and resumed") << QStringLiteral("big") << 1537;
+        QTest::newRow("empty body") << "empty" << 0;
+        QTest::newRow("one byte") << "one" << 1;
+        QTest::newRow("exactly one chunk") << "k1" << 1;
+        QTest::newRow("one byte into the second") << "k1plus" << 2;
+        QTest::newRow("paused and resumed") << "big" << 1537;
     }
 
     void chunkCounts()
@@ -105,9 +228,8 @@ private Q_SLOTS:
         QTEST(events.Chunks, "chunks");
         QCOMPARE(m_downloader->FileSize(), size);
         QCOMPARE(m_downloader->Downloaded(), size);
-        QVERIFY(m_downloader->IsWhole());
-        QVERIFY(!m_transfer->StillExecuting());
-        QVERIFY(ReadAll(m_target + u'/' + examId + QStringLiteral(".exe")) == PackBytes(size));
+        QVERIFY(m_downloader->IsWhole() && !m_transfer->StillExecuting());
+        QVERIFY(ReadAll(m_target + u'/' + examId + ".exe") == PackBytes(size));
     }
 
     // A file that cannot be written is an error event, never a whole file,
@@ -122,8 +244,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 10000);
         QCOMPARE(events.Order, QStringList({ "started", "failed", "complete" }));
         QVERIFY(!m_downloader->FailureDescription().isEmpty());
-        QVERIFY(!m_downloader->IsWhole());
-        QVERIFY(!m_transfer->StillExecuting());
+        QVERIFY(!m_downloader->IsWhole() && !m_transfer->StillExecuting());
     }
 
     void cancel_data()
@@ -134,33 +255,47 @@ private Q_SLOTS:
         QTest::newRow("while the server is silent") << true;
     }
 
+    // The download ends at once, and the same instance serves the next in full.
     void cancel()
     {
         QFETCH(bool, silentServer);
-        CourierProcess silent(m_dir.filePath(QStringLiteral("courier")));
-        QString url = m_server->PackUrl(m_sessionId, QStringLiteral("big"));
+        CourierProcess silent(m_dir.filePath("courier"));
+        QString url = m_server->PackUrl(m_sessionId, "big");
         if (silentServer) {
-            QVERIFY(silent.Start(QStringLiteral("never-answer")));
-            url = silent.PackUrl(QStringLiteral("0"), QStringLiteral("big"));
+            QVERIFY(silent.Start("never-answer"));
+            url = silent.PackUrl("0", "big");
         }
         Events events(*m_downloader);
         const auto cancelling = connect(m_downloader.get(), &Downloader::ChunkDownloaded, m_downloader.get(), &Downloader::Cancel);
-        m_downloader->GetFile(url, m_target, QStringLiteral("big.exe"));
+        m_downloader->GetFile(url, m_target, "big.exe");
         if (silentServer)
             m_downloader->Cancel();
         QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 5000);
         QCOMPARE(events.Order, Completed);
         QCOMPARE(events.Chunks, silentServer ? 0 : 1);
-        QVERIFY(m_downloader->Cancelled());
-        QVERIFY(!m_downloader->IsWhole());
-        QVERIFY(!m_transfer->StillExecuting());
+        QVERIFY(m_downloader->Cancelled() && !m_downloader->IsWhole() && !m_transfer->StillExecuting());
         QVERIFY(ReadAll(m_downloader->TargetFile()) == PackBytes(silentServer ? 0 : 1024));
 
-        // The same instance serves the next download in full.
         disconnect(cancelling);
         events.Order.clear();
-        Fetch(QStringLiteral("k1plus"), events);
+        Fetch("k1plus", events);
         QVERIFY(m_downloader->IsWhole());
+    }
+
+    // A cancelled request reports nothing afterwards, not even its timeout
+    // (waited for three times over).
+    void transferCancelIsSilent()
+    {
+        CourierProcess silent(m_dir.filePath("courier"));
+        QVERIFY(silent.Start("never-answer"));
+        InternetTransfer transfer;
+        transfer.SetTimeout(50);
+        QSignalSpy states(&transfer, &InternetTransfer::StateChanged);
+        transfer.Execute(silent.PackUrl("0", "101"), "GET");
+        transfer.Cancel();
+        QVERIFY(!transfer.StillExecuting());
+        states.clear();
+        QVERIFY(!states.wait(150));
     }
 
     void rateMeter_data()
@@ -185,33 +320,9 @@ private Q_SLOTS:
         double now = start;
         m_downloader->SetClock([&] { return now = std::fmod(now + step, 86400.0); });
         Events events(*m_downloader);
-        Fetch(QStringLiteral("k10"), events);
+        Fetch("k10", events);
         QCOMPARE(events.Chunks, 10);
         QTEST(m_downloader->TransferRate(), "rate");
-    }
-
-    void badFileNamesStartNothing_data()
-    {
-        QTest::addColumn<QString>("url");
-        QTest::addColumn<QString>("fileName");
-        const QString url = QStringLiteral("http://127.0.0.1:1/packs/101.exe");
-        QTest::newRow("address ends in a slash") << QStringLiteral("http://127.0.0.1:1/packs/") << QString();
-        QTest::newRow("parent folder") << url << QStringLiteral("..");
-        QTest::newRow("this folder") << url << QStringLiteral(".");
-        QTest::newRow("slash") << url << QStringLiteral("../101.exe");
-        QTest::newRow("NUL") << url << QStringLiteral("101") + QChar(0) + QStringLiteral(".exe");
-    }
-
-    void badFileNamesStartNothing()
-    {
-        QFETCH(QString, url);
-        QFETCH(QString, fileName);
-        Events events(*m_downloader);
-        const Error e = Raised([&] { m_downloader->GetFile(url, m_target, fileName); });
-        QCOMPARE(e.Number(), ErrorNumber::InvalidCall);
-        QCOMPARE(e.Source(), QStringLiteral("Downloader::GetFile()"));
-        QVERIFY(events.Order.isEmpty());
-        QVERIFY(!m_transfer->StillExecuting());
     }
 
 private:
@@ -219,7 +330,7 @@ private:
     // folder and waits for the end.
     void Fetch(const QString& examId, Events& events)
     {
-        m_downloader->GetFile(m_server->PackUrl(m_sessionId, examId), m_target, examId + QStringLiteral(".exe"));
+        m_downloader->GetFile(m_server->PackUrl(m_sessionId, examId), m_target, examId + ".exe");
         QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 20000);
     }
 

@@ -13,20 +13,13 @@ using Kind = ServiceProtocol::Step::Kind;
 QString Line(const ServiceProtocol::Step& step)
 {
     switch (step.Action) {
-    case Kind::ShowStatus:
-        return "status: " + step.Text;
-    case Kind::ShowError:
-        return QStringLiteral("box %1: ").arg(step.Style) + ExpandTemplate(step.Text, step.Values, false);
-    case Kind::EndRun:
-        return step.Success ? "end: success" : "end: failed";
-    case Kind::AllowRetry:
-        return "retry";
-    case Kind::CloseWindow:
-        return "close";
-    case Kind::Send:
-        return "send: " + step.Text;
-    case Kind::DownloadNext:
-        return "next";
+    case Kind::ShowStatus: return "status: " + step.Text;
+    case Kind::ShowError: return QStringLiteral("box %1: ").arg(step.Style) + ExpandTemplate(step.Text, step.Values, false);
+    case Kind::EndRun: return step.Success ? "end: success" : "end: failed";
+    case Kind::AllowRetry: return "retry";
+    case Kind::CloseWindow: return "close";
+    case Kind::Send: return "send: " + step.Text;
+    case Kind::DownloadNext: return "next";
     }
     return {};
 }
@@ -67,25 +60,6 @@ private Q_SLOTS:
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     }
 
-    void start_data()
-    {
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<QString>("request");
-        QTest::newRow("spaces trimmed") << "  me@x.org " << " pw  " << "LOGIN?email=me@x.org&pwd=pw;";
-        QTest::newRow("only spaces are blanks") << "\tme" << "pw\t" << "LOGIN?email=\tme&pwd=pw\t;";
-    }
-
-    void start()
-    {
-        QFETCH(QString, user);
-        QFETCH(QString, password);
-        QFETCH(QString, request);
-        ServiceProtocol protocol;
-        QCOMPARE(Lines(protocol.Start(user, password)),
-            (QStringList { "status: Connecting to Practorium Download Server", "send: " + request }));
-    }
-
     void reply_data()
     {
         QTest::addColumn<QString>("body");
@@ -120,21 +94,8 @@ private Q_SLOTS:
         QTEST(Lines(protocol.ReplyReceived(body)), "expected");
     }
 
-    void queue_data()
-    {
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("spaces at the ends") << " 101,102 " << QStringList { "101", "102" };
-        QTest::newRow("empty piece kept") << "101,,102" << QStringList { "101", "", "102" };
-        QTest::newRow("inner spaces kept") << " 101 , 102 " << QStringList { "101 ", " 102" };
-    }
-
-    void queue()
-    {
-        QFETCH(QString, data);
-        QTEST(LoggedOn(data).Queue(), "expected");
-    }
-
+    // The LIST data is the queue, pieces trimmed only at its ends; the REPORT
+    // after the last exam lists what was installed.
     void queueEnd_data()
     {
         QTest::addColumn<QString>("data");
@@ -144,6 +105,9 @@ private Q_SLOTS:
             return QStringList { "status: Performing post-installation tasks",
                 "send: REPORT?sid=S9&list=" + list + "&time=11/21/26 22:34:35;" };
         };
+        QTest::newRow("spaces at the ends") << " 101,102 " << "ii" << report("101,102");
+        QTest::newRow("empty piece kept") << "101,,102" << "iii" << report("101,,102");
+        QTest::newRow("inner spaces kept") << " 101 , 102 " << "ii" << report("101 , 102");
         QTest::newRow("middle failed") << "101,102,103" << "ifi" << report("101,103");
         QTest::newRow("first of two declined") << "101,102" << "d" << QStringList { "next" };
         QTest::newRow("last declined after an install: no REPORT") << "101,102" << "id" << Completed;
@@ -160,29 +124,25 @@ private Q_SLOTS:
         QTEST(Lines(last), "expected");
     }
 
-    // A new Start forgets the last session, its queue and what it installed.
+    // Only spaces are trimmed from the credentials; a new Start forgets the
+    // last session, its queue and what it installed.
     void newSessionStartsAfresh()
     {
         ServiceProtocol protocol = LoggedOn("101,102");
         protocol.ExamHandled(true, ReportMoment);
-        protocol.Start("me", "pw");
-        QVERIFY(protocol.SessionID().isEmpty());
-        QVERIFY(protocol.Queue().isEmpty());
+        QCOMPARE(Lines(protocol.Start("  me@x.org ", "\tpw  ")),
+            (QStringList { "status: Connecting to Practorium Download Server", "send: LOGIN?email=me@x.org&pwd=\tpw;" }));
+        QVERIFY(protocol.SessionID().isEmpty() && protocol.Queue().isEmpty());
         protocol.ReplyReceived("LOGIN?status=OK&sid=T1;");
         protocol.ReplyReceived("LIST?status=OK&data=103;");
         QCOMPARE(Lines(protocol.ExamHandled(true, ReportMoment)).value(1), "send: REPORT?sid=T1&list=103&time=11/21/26 22:34:35;");
     }
 
-    void plainFileName()
+    // Exam IDs are stricter than file names: no ".." anywhere. The REPORT time
+    // follows the locale (en_US is what every REPORT above carries).
+    void examIdsAndReportTime()
     {
-        QVERIFY(ServiceProtocol::IsPlainFileName("PRAC-101.v2"));
-        // Stricter than a file name needs: no ".." anywhere.
-        QVERIFY(!ServiceProtocol::IsPlainFileName("a..b"));
-    }
-
-    // en_US is what every REPORT above carries.
-    void reportTimeFollowsTheLocale()
-    {
+        QVERIFY(ServiceProtocol::IsPlainFileName("PRAC-101.v2") && !ServiceProtocol::IsPlainFileName("a..b"));
         QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
         const QString text = ServiceProtocol::ReportTime(ReportMoment);
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
