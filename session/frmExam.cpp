@@ -25,7 +25,6 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QScopeGuard>
 #include <QShortcut>
 #include <QTextEdit>
 #include <QTimer>
@@ -274,22 +273,20 @@ void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByte
 void frmExam::GotoQuestion(qint16 index)
 {
     const bool focusOnChoice = m_picBorder->HasChoiceFocus();
-    {
-        // Rows of the new item are built out of sight and drawn once.
-        const bool updates = updatesEnabled();
-        setUpdatesEnabled(false);
-        const auto restore = qScopeGuard([this, updates] { setUpdatesEnabled(updates); });
-        if (m_session.CurrentIndex() > 0)
-            SaveAnswer();
-        m_session.SetCurrentIndex(index);
-        ClearChoices();
-        DisplayQuestion(CurrentQuestion());
-        m_cmdPrev->setEnabled(m_session.PrevEnabledAfterGoto());
-        if (m_session.ShowsStatus())
-            ShowStatus();
-        else if (m_session.IsStudy())
-            m_picBorder->ShowCheck();
-    }
+    // Updates stay on: nothing is painted before the event loop runs, and
+    // then only what changed. Turning them off and on again would repaint the
+    // whole window twice per item (the window as one opaque area, then the
+    // rows over it), four times the pixels and a wait on the painting threads.
+    if (m_session.CurrentIndex() > 0)
+        SaveAnswer();
+    m_session.SetCurrentIndex(index);
+    ClearChoices();
+    DisplayQuestion(CurrentQuestion());
+    m_cmdPrev->setEnabled(m_session.PrevEnabledAfterGoto());
+    if (m_session.ShowsStatus())
+        ShowStatus();
+    else if (m_session.IsStudy())
+        m_picBorder->ShowCheck();
     // Keyboard users stay among the options: the new item's first one.
     if (focusOnChoice)
         m_picBorder->FocusFirstChoice();
@@ -493,9 +490,6 @@ void frmExam::StartPostExamReview()
     // Show the item on screen as the model holds it: read-only, with its
     // status. After a time-out the page may still show an unsaved choice that
     // the score did not see; it must not look as if it counted.
-    const bool updates = updatesEnabled();
-    setUpdatesEnabled(false);
-    const auto restore = qScopeGuard([this, updates] { setUpdatesEnabled(updates); });
     ClearChoices();
     DisplayQuestion(CurrentQuestion());
     ShowStatus();
