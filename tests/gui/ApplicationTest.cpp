@@ -5,12 +5,8 @@
 #include "shell/MessageSeam.h"
 #include "shell/frmMain.h"
 
-#include <QDir>
-#include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
-#include <QTreeView>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <memory>
 

@@ -2,10 +2,8 @@
 
 #include "common/TestUtil.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest>
+#include <QtCore>
 
 #include <cerrno>
 #include <limits>

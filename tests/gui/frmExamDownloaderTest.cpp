@@ -9,14 +9,8 @@
 #include "shell/Registry.h"
 #include "tests/download/CourierProcess.h"
 
-#include <QCheckBox>
-#include <QDirIterator>
-#include <QLabel>
-#include <QLineEdit>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QRegularExpression>
-#include <QTemporaryDir>
+#include <QtTest>
+#include <QtWidgets>
 
 using namespace GuiUtil;
 
@@ -106,56 +100,31 @@ private Q_SLOTS:
 
     void cleanup() { m_courier.reset(); }
 
-    void updateStatus_data()
+    // The labels' units; the bar moves in steps of 10 units or more and
+    // stops at full; the simulator creeps towards full, then falls back to half.
+    void statusAndProgress()
     {
-        QTest::addColumn<double>("total");
-        QTest::addColumn<double>("downloaded");
-        QTest::addColumn<double>("rate");
-        QTest::addColumn<QString>("labels"); // size, received, rate
-        QTest::newRow("all zero") << 0.0 << 0.0 << 0.0 << "NA|NA|NA";
-        QTest::newRow("received just below 999 KB") << 2e6 << 1022975.0 << 99.0 << "1.91 MB|999 KB|99 bytes/s";
-        QTest::newRow("received at 999 KB") << 2e6 << 1022976.0 << 1536.0 << "1.91 MB|999.00 KB|2 KB/s";
-    }
-
-    void updateStatus()
-    {
-        QFETCH(double, total);
-        QFETCH(double, downloaded);
-        QFETCH(double, rate);
-        frmExamDownloader window;
-        window.UpdateStatus("Downloading: 101.exe", total, downloaded, rate);
-        QTEST(QStringList({ Child<QLabel>(&window, "lblTotal")->text(), Child<QLabel>(&window, "lblDownloaded")->text(),
-                  Child<QLabel>(&window, "lblRate")->text() }).join('|'), "labels");
-    }
-
-    void setProgress_data()
-    {
-        QTest::addColumn<float>("first");
-        QTest::addColumn<float>("second");
-        QTest::addColumn<int>("shown");
-        QTest::newRow("step under 10 units kept back") << 0.0f << 0.0019f << 0;
-        QTest::newRow("step of 10 units back shown") << 0.5f << 0.4979f << 2390;
-        QTest::newRow("above 100 is full") << 0.0f << 250.0f << 4800;
-    }
-
-    void setProgress()
-    {
-        QFETCH(float, first);
-        QFETCH(float, second);
-        frmExamDownloader window;
-        window.SetProgress(first);
-        window.SetProgress(second);
-        QTEST(Child<QProgressBar>(&window, "picProgress")->value(), "shown");
-    }
-
-    // The simulator creeps towards full, then falls back to half.
-    void progressSimulator()
-    {
-        frmExamDownloader window;
+        frmExamDownloader window, fresh;
+        const auto labels = [&](double total, double downloaded, double rate) {
+            window.UpdateStatus("Downloading: 101.exe", total, downloaded, rate);
+            return QStringList({ Child<QLabel>(&window, "lblTotal")->text(), Child<QLabel>(&window, "lblDownloaded")->text(),
+                Child<QLabel>(&window, "lblRate")->text() }).join('|');
+        };
+        QCOMPARE(labels(0, 0, 0), "NA|NA|NA");
+        QCOMPARE(labels(2e6, 1022975, 99), "1.91 MB|999 KB|99 bytes/s");
+        QCOMPARE(labels(2e6, 1022976, 1536), "1.91 MB|999.00 KB|2 KB/s");
+        const auto progress = [](frmExamDownloader& window, QList<float> steps) {
+            for (float step : steps)
+                window.SetProgress(step);
+            return Child<QProgressBar>(&window, "picProgress")->value();
+        };
+        QCOMPARE(progress(window, { 0, 0.0019f }), 0);
+        QCOMPARE(progress(window, { 0.5f, 0.4979f }), 2390);
+        QCOMPARE(progress(window, { 0, 250 }), 4800);
         const auto ticks = [&](int count) {
             while (count-- > 0)
-                window.tmrProgressSimulator_Timer();
-            return Child<QProgressBar>(&window, "picProgress")->value();
+                fresh.tmrProgressSimulator_Timer();
+            return Child<QProgressBar>(&fresh, "picProgress")->value();
         };
         QVERIFY(ticks(10) == 48 && ticks(980) >= 4740 && ticks(11) == 2400);
     }
@@ -268,14 +237,14 @@ private Q_SLOTS:
         QFETCH(QString, mode);
         const bool nonAscii = mode == "non-ascii", runs = mode == "runs past the limit" || mode == "cancelled";
         const QString user = nonAscii ? "zoé€@example.com" : User, password = nonAscii ? "pässwörd€" : Password;
-        const QString pidFile = m_home.path() + "/tmp/pid", marker = m_home.path() + "/ran-101";
-        const QByteArray sleeps = ScriptPack("echo $$ > '" + pidFile.toUtf8() + "'; sleep 600; : > '" + marker.toUtf8() + "'");
-        // The child writes its own ID, then the pack ends, leaving it behind.
-        const QByteArray leavesChild = ScriptPack("sh -c 'echo $$ > \"$1.part\"; mv \"$1.part\" \"$1\"; sleep 600; : > \"$2\"' sh '"
-            + pidFile.toUtf8() + "' '" + marker.toUtf8() + "' &\nwhile [ ! -s '" + pidFile.toUtf8() + "' ]; do sleep 0.01; done");
+        const QByteArray pid = QFile::encodeName(m_home.path() + "/tmp/pid"), marker = QFile::encodeName(m_home.path() + "/ran-101");
+        // Sleeping, or leaving a child that writes its own ID and sleeps.
+        const QByteArray script = runs ? "echo $$ > '" + pid + "'; sleep 600; : > '" + marker + "'"
+            : "sh -c 'echo $$ > \"$1.part\"; mv \"$1.part\" \"$1\"; sleep 600; : > \"$2\"' sh '" + pid + "' '" + marker
+                + "' &\nwhile [ ! -s '" + pid + "' ]; do sleep 0.01; done";
         if (mode == "unsigned" || runs || mode.startsWith("leaves")) {
             TestUtil::WriteFile(m_home.path() + "/packs/row/101.pack",
-                mode == "unsigned" ? Marks("101") : Signed(runs ? sleeps : leavesChild, m_signer.Secret, "101"));
+                mode == "unsigned" ? Marks("101") : Signed(ScriptPack(script), m_signer.Secret, "101"));
             StartCourier("row", { "101" }, "as-is");
             Registry::WriteValue(CourierKey, "Install Timeout", " 7 ", Registry::REG_SZ);
         } else {
@@ -291,7 +260,7 @@ private Q_SLOTS:
         Start(window, user, mode == "wrong-password" ? "wrong" : password);
         if (runs) { // the window stays live while the pack runs, under the setting's limit
             auto* installer = Child<PackInstaller>(&window, "installer");
-            QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(pidFile).size() > 0, RunTimeout);
+            QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(pid).size() > 0, RunTimeout);
             QVERIFY(installer->IsRunning() && Info(window) == "Installing: 101");
             QCOMPARE(Child<QTimer>(installer, "tmrInstallTimeout")->interval(), 7000);
             if (mode == "cancelled")
@@ -303,11 +272,8 @@ private Q_SLOTS:
         QTEST(Shown().replaceInStrings(QRegularExpression("^16:"), ""), "boxes");
         QTEST(Info(window), "status");
         QCOMPARE(window.isVisible() ? Caption(window) : QString(), Data<QString>("caption"));
-        if (QFile::exists(pidFile)) {
-            const qint64 pid = TestUtil::ReadAll(pidFile).trimmed().toLongLong();
-            QVERIFY(pid > 0);
-            QTRY_VERIFY_WITH_TIMEOUT(!IsRunning(pid), RunTimeout);
-        }
+        if (const qint64 id = TestUtil::ReadAll(pid).trimmed().toLongLong(); QFile::exists(pid))
+            QTRY_VERIFY_WITH_TIMEOUT(id > 0 && !IsRunning(id), RunTimeout);
         QCOMPARE(Markers(), QStringList());
         window.close();
         QTEST(ReportedLists(), "reports");
@@ -361,8 +327,7 @@ private:
         return lists;
     }
 
-    // Every file under the home folder outside the temporary, exams, store
-    // and server folders.
+    // Every file under the home folder outside the folders it may write.
     QStringList FilesOutsideAllowedFolders() const
     {
         QStringList files;

@@ -6,14 +6,8 @@
 #include "session/frmExhibit.h"
 #include "shell/Globals.h"
 
-#include <QBuffer>
-#include <QDataStream>
-#include <QImage>
-#include <QLabel>
-#include <QPushButton>
-#include <QScreen>
-#include <QScrollBar>
-#include <QTemporaryDir>
+#include <QtTest>
+#include <QtWidgets>
 
 #include <cerrno>
 #include <cmath>

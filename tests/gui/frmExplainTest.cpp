@@ -5,7 +5,8 @@
 #include "session/frmExplain.h"
 #include "shell/Globals.h"
 
-#include <QPlainTextEdit>
+#include <QtTest>
+#include <QtWidgets>
 
 using namespace GuiUtil;
 

@@ -6,13 +6,9 @@
 #include "shell/Registry.h"
 
 #include <QChartView>
-#include <QComboBox>
-#include <QLabel>
 #include <QLineSeries>
-#include <QPushButton>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTreeWidget>
+#include <QtTest>
+#include <QtWidgets>
 
 using namespace GuiUtil;
 

@@ -1,20 +1,18 @@
 #include "common/GuiUtil.h"
+#include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "shell/Globals.h"
+#include "shell/FileDialogSeam.h"
 #include "shell/LinkLabel.h"
+#include "shell/frmImport.h"
 #include "shell/frmMain.h"
 
-#include <QCheckBox>
-#include <QDir>
-#include <QFile>
-#include <QLabel>
-#include <QPushButton>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTreeView>
+#include <QtTest>
+#include <QtWidgets>
 
 using namespace GuiUtil;
 
+// The catalogue window: its list, starting a sitting, importing a bank.
 class frmMainTest : public QObject
 {
     Q_OBJECT
@@ -27,6 +25,7 @@ private Q_SLOTS:
         qputenv("XDG_CONFIG_HOME", (m_home->path() + "/config").toUtf8());
         m_exams = m_home->path() + "/Practorium/Exams";
         MessageSeam::Intercept(true);
+        Shown();
         CurrentExam().reset();
     }
 
@@ -55,12 +54,7 @@ private Q_SLOTS:
         }
         QDir().mkpath(m_exams + "/not-a-package");
         frmMain window;
-        auto* list = Child<QTreeView>(&window, "lvwExams");
-        QStringList codes;
-        for (int row = 0; row < list->model()->rowCount(); ++row)
-            codes.append(list->model()->index(row, 0).data().toString());
-        codes.sort();
-        QTEST(codes, "codes");
+        QTEST(Codes(Child<QTreeView>(&window, "lvwExams")), "codes");
         QTEST(Child<QLabel>(&window, "lblStatus")->text(), "status");
         QVERIFY(Shown().isEmpty());
     }
@@ -164,7 +158,131 @@ private Q_SLOTS:
         QCOMPARE(QList<int>({ ItemCount(""), ItemCount("2"), ItemCount("1,3"), ItemCount(",") }), QList<int>({ 0, 1, 2, 2 }));
     }
 
+    // The import flow, driven as a user would: the link, Ctrl+I or a drop,
+    // the preview dialog, the question before replacing.
+    void import_data()
+    {
+        QTest::addColumn<QString>("trigger"); // link, key or drop
+        QTest::addColumn<QString>("source"); // a file in tests/data/banks, or literal XML after "xml:"
+        QTest::addColumn<QString>("preview"); // codes typed before Install, "cancel", "" when no preview
+        QTest::addColumn<int>("replaceAnswer"); // to the replace question, 0 when none is expected
+        QTest::addColumn<QString>("message"); // the box expected, "" for none
+        QTest::addColumn<QStringList>("codes"); // the catalogue afterwards
+        QTest::addColumn<QStringList>("shows"); // lines the preview shows
+        const QString moodle = "moodle-networking.xml";
+        QTest::newRow("link, installed and selected") << "link" << moodle << "NET-XML" << 0 << "" << QStringList { "NET-XML", "OLD" }
+            << QStringList { "moodle-networking.xml: 4 items found, 2 skipped.", "3 characters cannot be kept in an exam file and become \"?\".",
+                   "Line 69: skipped shortanswer question \"Type the IPv4 loopback address of every \"" };
+        QTest::newRow("Ctrl+I, QTI package") << "key" << "qti-package.zip" << "QTI" << 0 << "" << QStringList { "OLD", "QTI" }
+            << QStringList { "qti-package.zip: 2 items found, 1 skipped.", "Every character can be kept.",
+                   "Item 3: skipped textEntry question \"The loopback interface is called .\"" };
+        QTest::newRow("drop") << "drop" << moodle << "DROP" << 0 << "" << QStringList { "DROP", "OLD" } << QStringList();
+        QTest::newRow("preview cancelled") << "link" << moodle << "cancel" << 0 << "" << QStringList { "OLD" } << QStringList();
+        QTest::newRow("bad code refused, then installed") << "link" << moodle << "A.B|GOOD" << 0 << "The code may not contain"
+                                                         << QStringList { "GOOD", "OLD" } << QStringList();
+        QTest::newRow("existing code kept on No") << "link" << moodle << "OLD" << int(MessageSeam::No) << "already installed"
+                                                 << QStringList { "OLD" } << QStringList();
+        QTest::newRow("existing code replaced on Yes") << "link" << moodle << "OLD" << int(MessageSeam::Yes) << "already installed"
+                                                      << QStringList { "OLD" } << QStringList();
+        QTest::newRow("unreadable file") << "link" << "xml:<quiz><question>" << "" << 0 << "not well-formed" << QStringList { "OLD" } << QStringList();
+        QTest::newRow("missing file") << "drop" << "no-such-file.xml" << "" << 0 << "cannot be imported" << QStringList { "OLD" } << QStringList();
+    }
+
+    void import()
+    {
+        QFETCH(QString, trigger);
+        QFETCH(QString, source);
+        QFETCH(QString, preview);
+        QFETCH(int, replaceAnswer);
+        QFETCH(QString, message);
+        Install("OLD", "OLD.exam", "OLD");
+        TestUtil::WriteFile(m_exams + "/OLD/old-only.gif", "");
+        const QString path = source.startsWith("xml:") ? TestUtil::WriteFile(m_home->path() + "/bank.xml", source.mid(4).toUtf8())
+                                                       : QStringLiteral(TEST_DATA_DIR "/banks/") + source;
+        if (replaceAnswer)
+            MessageSeam::SetNextAnswer(replaceAnswer);
+        frmMain window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QStringList seen; // what the preview showed
+        const auto previewDone = preview.isEmpty() ? std::make_shared<bool>(true)
+                                                   : WhenModal<frmImport>([&](frmImport* dialog) { Answer(dialog, preview.split('|'), seen); });
+        auto* list = Child<QTreeView>(&window, "lvwExams");
+        if (trigger == "drop") {
+            QMimeData data;
+            data.setUrls({ QUrl::fromLocalFile(path) });
+            const QPoint at = list->viewport()->rect().center();
+            QDragEnterEvent enter(at, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+            QDropEvent drop(at, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(list->viewport(), &enter);
+            QApplication::sendEvent(list->viewport(), &drop);
+            QVERIFY(enter.isAccepted() && drop.isAccepted());
+        } else {
+            FileDialogSeam::SetNextFileName(path);
+            if (trigger == "key")
+                QTest::keyClick(&window, Qt::Key_I, Qt::ControlModifier);
+            else
+                QTest::mouseClick(Child<LinkLabel>(&window, "lblImport"), Qt::LeftButton);
+        }
+        QTRY_VERIFY(*previewDone);
+        QCOMPARE(seen.filter(QRegularExpression("^unnamed ")), QStringList());
+        QTRY_COMPARE(Codes(list), Data<QStringList>("codes"));
+        QStringList boxes;
+        QTRY_VERIFY((boxes += Shown()).size() == !message.isEmpty()); // a drop imports once the drag is over
+        if (!message.isEmpty())
+            QVERIFY2(boxes[0].contains(message), qPrintable(boxes[0]));
+        for (const QString& line : Data<QStringList>("shows"))
+            QVERIFY2(seen.contains(line), qPrintable(seen.join('\n')));
+        const QString code = preview.section('|', -1);
+        if (!boxes.isEmpty() && replaceAnswer == 0)
+            return;
+        // The package is in place, whole, and the catalogue points at it.
+        QCOMPARE(QFile::exists(m_exams + "/OLD/old-only.gif"), code != "OLD" || replaceAnswer != MessageSeam::Yes);
+        if (code == "cancel" || replaceAnswer == MessageSeam::No)
+            return;
+        QCOMPARE(list->currentIndex().data().toString(), code);
+        Exam installed;
+        installed.Load(m_exams + "/" + code + "/" + code + ".exam");
+        QVERIFY(installed.Questions().Count() >= 2 && QFile::exists(m_exams + "/" + code + "/" + installed.Questions().Item(1).Exhibit()));
+        QVERIFY(QDir(m_exams).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot).filter(".import").isEmpty());
+    }
+
 private:
+    static QStringList Codes(QTreeView* list)
+    {
+        QStringList codes;
+        for (int row = 0; row < list->model()->rowCount(); ++row)
+            codes << list->model()->index(row, 0).data().toString();
+        codes.sort();
+        return codes;
+    }
+
+    // Notes what the preview shows, then types each code and presses Install
+    // (or Cancel). Out of the accessibility walk's reach (a file dialog opens
+    // it), so its names are checked here: a nameless control shows in `seen`.
+    static void Answer(frmImport* dialog, const QStringList& steps, QStringList& seen)
+    {
+        seen << Child<QLabel>(dialog, "lblSummary")->text() << Child<QLabel>(dialog, "lblLost")->text();
+        auto* notes = Child<QListWidget>(dialog, "lstNotes");
+        for (int i = 0; i < notes->count(); ++i)
+            seen << notes->item(i)->text();
+        for (QWidget* child : dialog->findChildren<QWidget*>()) {
+            if (child->isVisible() && child->focusPolicy() != Qt::NoFocus
+                && QAccessible::queryAccessibleInterface(child)->text(QAccessible::Name).isEmpty())
+                seen << "unnamed " + child->objectName();
+        }
+        for (const QString& step : steps) {
+            if (step == "cancel") {
+                QTest::mouseClick(Child(dialog, "cmdCancel"), Qt::LeftButton);
+                break;
+            }
+            auto* code = Child<QLineEdit>(dialog, "txtCode");
+            code->selectAll();
+            QTest::keyClicks(code, step);
+            QTest::mouseClick(Child(dialog, "cmdInstall"), Qt::LeftButton);
+        }
+    }
+
     // Installs an exam file at <exams>/<folder>/<file> with this code.
     void Install(const QString& folder, const QString& file, const QString& code)
     {
