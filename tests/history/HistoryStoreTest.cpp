@@ -66,7 +66,8 @@ private Q_SLOTS:
     }
 
     // Read back by the next start of the program, field by field, and as the
-    // exported comma-separated line.
+    // exported comma-separated line; a file of the first schema (the current
+    // one less what version 2 added) is migrated once and recorded in after.
     void roundTrip_data()
     {
         QTest::addColumn<SittingResult>("attempt");
@@ -87,17 +88,27 @@ private Q_SLOTS:
         study.examName = "Two\nlines\r";
         QTest::newRow("study mode without items or path")
             << study << "1,OS-2,\"Two\nlines\r\",1970-01-01T00:00:00Z,1970-01-01T01:02:03Z,3723,No,Study,0,700,1000,Fail,0,0";
+        SittingResult old = MakeAttempt("OLD-1", 9, 750, 1000);
+        old.isRetake = true; // the first schema has no place for it
+        QTest::newRow("first schema")
+            << old << "1,OLD-1,Name of OLD-1,1970-01-01T00:16:40Z,1970-01-01T01:18:43Z,3723,No,Exam,750,700,1000,Pass,9,4";
     }
 
     void roundTrip()
     {
         QFETCH(SittingResult, attempt);
         const qint64 id = HistoryStore(m_path).Record(attempt);
-        QVERIFY(id > 0);
+        if (QTest::currentDataTag() == QByteArrayView("first schema")) {
+            QVERIFY(RunSql(m_path, { "ALTER TABLE attempt DROP COLUMN exam_path", "ALTER TABLE attempt DROP COLUMN is_retake",
+                                       "PRAGMA user_version = 1" }));
+            attempt.examPath.clear();
+            attempt.isRetake = false;
+        }
         HistoryStore reader(m_path);
         QCOMPARE(Fields(reader.Attempt(id).value_or(SittingResult())), Fields(attempt));
         QVERIFY(!reader.Attempt(id + 1));
         QTEST(QString::fromUtf8(reader.ExportCsv()).section("\r\n", 1, 1), "csv");
+        QVERIFY(id > 0 && HistoryStore(m_path).Record(attempt) > id);
     }
 
     // Two programs with the file open both record; what one wrote the other lists.
@@ -121,27 +132,8 @@ private Q_SLOTS:
         QCOMPARE(scores, (QList<qint16> { 200, 300, 800, 100 }));
         QCOMPARE(store.LastAttempt("A")->obtained, 800); // study does not count, a retake does
         QVERIFY(!store.LastAttempt("C"));
-        QVERIFY(store.DeleteAttempt(last));
-        QCOMPARE(store.LastAttempt("A")->obtained, 300);
-        QVERIFY(store.ClearExam("A"));
-        QVERIFY(store.Attempts("A").isEmpty());
-        QCOMPARE(store.Attempt(other)->items.size(), 5);
-    }
-
-    void migratesOlderSchema()
-    {
-        // A file of the first schema: the current one less what version 2 added.
-        SittingResult retake = MakeAttempt("OLD-1", 9, 750, 1000);
-        retake.isRetake = true;
-        const qint64 id = HistoryStore(m_path).Record(retake);
-        QVERIFY(RunSql(m_path, { "ALTER TABLE attempt DROP COLUMN exam_path", "ALTER TABLE attempt DROP COLUMN is_retake",
-                                   "PRAGMA user_version = 1" }));
-        HistoryStore store(m_path);
-        retake.examPath = "";
-        retake.isRetake = false;
-        QCOMPARE(Fields(store.Attempt(id).value_or(SittingResult())), Fields(retake));
-        QVERIFY(store.Record(MakeAttempt("OLD-1", 2, 800, 3000)) > 0);
-        QCOMPARE(store.Attempts("OLD-1").size(), 2);
+        QVERIFY(store.DeleteAttempt(last) && store.LastAttempt("A")->obtained == 300);
+        QVERIFY(store.ClearExam("A") && store.Attempts("A").isEmpty() && store.Attempt(other)->items.size() == 5);
     }
 
     // The store says so once and records nothing; what was there stays, the
@@ -181,8 +173,7 @@ private Q_SLOTS:
         if (kind == "damaged") // page 2 is the attempts table's root
             QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(4096) && file.write(QByteArray(4096, char(0xFF))) == 4096);
         file.close();
-        if (kind == "readonly")
-            QVERIFY(file.setPermissions(QFile::ReadOwner));
+        QVERIFY(kind != "readonly" || file.setPermissions(QFile::ReadOwner));
         QSqlDatabase other = QSqlDatabase::addDatabase("QSQLITE", "other-program");
         other.setDatabaseName(m_path);
         if (kind == "locked")
@@ -203,9 +194,8 @@ private Q_SLOTS:
         QCOMPARE(store.Record(MakeAttempt("A", 10, 500, 9001)), 0);
         ::setrlimit(RLIMIT_FSIZE, &unlimited);
         QVERIFY(store.Attempts("A").isEmpty() && !store.DeleteAttempt(1) && !store.IsAvailable());
-        QCOMPARE(reported.size(), 1);
         QFETCH(QString, message);
-        QVERIFY2(reported[0].contains(message), qPrintable(reported[0]));
+        QVERIFY2(reported.size() == 1 && reported[0].contains(message), qPrintable(reported.join('\n')));
         QCOMPARE(TestUtil::ReadAll(m_path), before);
         if (kind == "locked")
             QVERIFY(QSqlQuery(other).exec("COMMIT"));
