@@ -31,8 +31,8 @@ class LaunchTest : public QObject
 
     void Tool(const QStringList& arguments) { QCOMPARE(TestUtil::Run(EXAM_TOOL, arguments).ExitCode, 0); }
 
-    // Opens `argument` (HOME standing for the test's home, also the working
-    // folder) as a later start would, answering the boxes with `answers`.
+    // Opens `argument` (HOME standing for the test's home, also the working folder) as a later start would, answering
+    // the boxes with `answers`.
     QList<MessageSeam::Shown> Open(frmMain& catalogue, QString argument, const QList<int>& answers = {})
     {
         for (int answer : answers)
@@ -100,10 +100,9 @@ private Q_SLOTS:
             QTEST(line.file, "file");
     }
 
-    // What each kind of file installs after which answers. Everything that is
-    // not an installable exam or a pack is refused with its own reason, without
-    // blocking. The candidate's file is left as it was, and nothing is left in
-    // the temporary folder.
+    // What each kind of file installs after which answers. Everything that is not an installable exam or a pack is
+    // refused with its own reason, without blocking. The candidate's file is left as it was, and nothing is left in the
+    // temporary folder.
     void installs_data()
     {
         QTest::addColumn<QString>("argument");
@@ -164,9 +163,8 @@ private Q_SLOTS:
         }
     }
 
-    // A later start hands its file to the listening program; a socket left
-    // behind by a program that died is taken over; a request that never ends
-    // is cut off at its cap.
+    // A later start hands its file to the listening program; a socket left behind by a program that died is taken over;
+    // a request that never ends is cut off at its cap.
     void instanceChannel()
     {
         const QString path = m_home.filePath("tmp/channel.socket");

@@ -9,15 +9,13 @@
 #include <QString>
 #include <QStringList>
 
-// The reference download server run as a child process for one test: its
-// database lives in a folder the test owns, it listens on a free port of
-// 127.0.0.1 and is ended when the object goes. Needs COURIER, the server's
-// path, from the build.
+// The reference download server run as a child process for one test: its database lives in a folder the test owns, it
+// listens on a free port of 127.0.0.1 and is ended when the object goes. Needs COURIER, the server's path, from the
+// build.
 class CourierProcess
 {
 public:
-    // `folder` holds the database file; packs are served from `packs`, by
-    // default the folder's "packs".
+    // `folder` holds the database file; packs are served from `packs`, by default the folder's "packs".
     explicit CourierProcess(const QString& folder, const QString& packs = {})
         : m_folder(folder)
         , m_packs(packs.isEmpty() ? folder + QStringLiteral("/packs") : packs)
@@ -31,8 +29,8 @@ public:
     QString PacksFolder() const { return m_packs; }
     QString Database() const { return m_folder + QStringLiteral("/courier.sqlite"); }
 
-    // An admin command such as {"add-account", "bob", "secret"}; true when it
-    // exits 0. `output` receives what it printed.
+    // An admin command such as {"add-account", "bob", "secret"}; true when it exits 0. `output` receives what it
+    // printed.
     bool Admin(const QStringList& command, QByteArray* output = nullptr) const
     {
         QProcess process;
@@ -52,16 +50,14 @@ public:
         return done;
     }
 
-    // The server logs every request on standard error; tests pass it on,
-    // a benchmark drops it.
+    // The server logs every request on standard error; tests pass it on, a benchmark drops it.
     void DiscardLog()
     {
         m_process.setProcessChannelMode(QProcess::SeparateChannels);
         m_process.setStandardErrorFile(QProcess::nullDevice());
     }
 
-    // Starts serving, misbehaving in `mode` unless it is empty; true once the
-    // server has said where it listens.
+    // Starts serving, misbehaving in `mode` unless it is empty; true once the server has said where it listens.
     bool Start(const QString& mode = {})
     {
         QStringList arguments { QStringLiteral("--database"), Database(), QStringLiteral("--packs"), m_packs,
@@ -78,8 +74,8 @@ public:
         return !m_endpoint.isEmpty();
     }
 
-    // Ends the server with SIGTERM; true when it then ended by itself with
-    // status 0 (so the sanitizers' checks at exit ran too).
+    // Ends the server with SIGTERM; true when it then ended by itself with status 0 (so the sanitizers' checks at exit
+    // ran too).
     bool Stop()
     {
         if (m_process.state() == QProcess::NotRunning)
@@ -99,8 +95,7 @@ public:
         return m_endpoint + QStringLiteral("?sid=") + sessionId + QStringLiteral("&eid=") + examId;
     }
 
-    // Logs on with a LOGIN message of our own making and returns the session
-    // ID of an OK reply, else empty.
+    // Logs on with a LOGIN message of our own making and returns the session ID of an OK reply, else empty.
     QString Login(const QString& user, const QString& password) const
     {
         InternetTransfer transfer;

@@ -1,5 +1,4 @@
-// The downloader and the transfer object under it, against the reference
-// server on 127.0.0.1.
+// The downloader and the transfer object under it, against the reference server on 127.0.0.1.
 
 #include "common/TestUtil.h"
 #include "download/Downloader.h"
@@ -24,8 +23,7 @@ namespace {
 // Exam IDs and sizes of the served packs.
 const QMap<QString, int> Packs = {
     { "empty", 0 }, { "one", 1 }, { "k1", 1024 }, { "k1plus", 1025 }, { "k10", 10240 },
-    // More than the downloader lets wait unread: the connection has to pause
-    // and go on.
+    // More than the downloader lets wait unread: the connection has to pause and go on.
     { "big", 1536 * 1024 + 7 },
 };
 
@@ -111,8 +109,8 @@ private Q_SLOTS:
         QTest::newRow("TLS handshake fails") << "tls" << qint64(1024) << error << 6;
     }
 
-    // Any HTTP answer is state 12 with its status; a failed transport or a body
-    // over the limit is state 11 with nothing to read.
+    // Any HTTP answer is state 12 with its status; a failed transport or a body over the limit is state 11 with nothing
+    // to read.
     void transferOutcomes()
     {
         QFETCH(QString, url);
@@ -148,9 +146,8 @@ private Q_SLOTS:
         QVERIFY(state == InternetTransfer::icError ? body.isEmpty() : body.contains(code == 200 ? PackBytes(1024) : QByteArray::number(code)));
     }
 
-    // A second request is refused while one runs, and the first goes on (that
-    // the completion handler may start the next is every window run); its
-    // reply is read in pieces of at most the size asked for.
+    // A second request is refused while one runs, and the first goes on (that the completion handler may start the next
+    // is every window run); its reply is read in pieces of at most the size asked for.
     void transferOneRequestAtATime()
     {
         InternetTransfer transfer;
@@ -226,9 +223,8 @@ private Q_SLOTS:
         QVERIFY(ReadAll(m_target + u'/' + examId + ".exe") == PackBytes(size));
     }
 
-    // A file that cannot be written is an error event, never a whole file,
-    // and the transfer still ends in one DownloadComplete. (The server's
-    // broken transfers are the window's test: it shows what they lead to.)
+    // A file that cannot be written is an error event, never a whole file, and the transfer still ends in one
+    // DownloadComplete. (The server's broken transfers are the window's test: it shows what they lead to.)
     void unwritableTargetFails()
     {
         Events events(*m_downloader);
@@ -249,9 +245,8 @@ private Q_SLOTS:
         QTest::newRow("while the server is silent") << true;
     }
 
-    // The download ends at once and its transfer reports nothing afterwards,
-    // not even its timeout (waited for three times over); the same instance
-    // serves the next download in full.
+    // The download ends at once and its transfer reports nothing afterwards, not even its timeout (waited for three
+    // times over); the same instance serves the next download in full.
     void cancel()
     {
         QFETCH(bool, silentServer);
@@ -288,13 +283,11 @@ private Q_SLOTS:
         QTest::addColumn<double>("start");
         QTest::addColumn<double>("step");
         QTest::addColumn<int>("rate");
-        // The clock reads start + step at the first chunk, one step more at each
-        // next. Chunks 1-4 fill the window opened at 100.25; chunk 5 at 101.25
-        // closes it uncounted; chunks 6-9 fill the next and chunk 10 closes it.
+        // The clock reads start + step at the first chunk, one step more at each next. Chunks 1-4 fill the window
+        // opened at 100.25; chunk 5 at 101.25 closes it uncounted; chunks 6-9 fill the next and chunk 10 closes it.
         QTest::newRow("windows of a second") << 100.0 << 0.25 << 4096;
         QTest::newRow("ten chunks in half a second") << 100.0 << 0.05 << 0;
-        // The window opens at 86399.75; after midnight the clock reads 0.0 to
-        // 2.0, never past the old start plus one.
+        // The window opens at 86399.75; after midnight the clock reads 0.0 to 2.0, never past the old start plus one.
         QTest::newRow("across midnight") << 86399.5 << 0.25 << 0;
     }
 
@@ -311,8 +304,7 @@ private Q_SLOTS:
     }
 
 private:
-    // Downloads exam `examId` from the well-behaved server into the test's
-    // folder and waits for the end.
+    // Downloads exam `examId` from the well-behaved server into the test's folder and waits for the end.
     void Fetch(const QString& examId, Events& events)
     {
         m_downloader->GetFile(m_server->PackUrl(m_sessionId, examId), m_target, examId + ".exe");

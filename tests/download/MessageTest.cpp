@@ -41,8 +41,8 @@ private Q_SLOTS:
         QTest::newRow("no command") << "" << QStringList { "a", "1" } << "80040003 Message::Pack(): No command specified for the message";
     }
 
-    // A packed message unpacks to the same command and parameters, unless its
-    // names hold the separators (they are sent as they are).
+    // A packed message unpacks to the same command and parameters, unless its names hold the separators (they are sent
+    // as they are).
     void pack()
     {
         QFETCH(QString, command);
@@ -62,8 +62,8 @@ private Q_SLOTS:
         QCOMPARE(Pairs(received.Parameters()), Pairs(message.Parameters()));
     }
 
-    // What a text unpacks to; a fault raises from "Message::UnPack()" and
-    // leaves what was decoded before it in place of the earlier message.
+    // What a text unpacks to; a fault raises from "Message::UnPack()" and leaves what was decoded before it in place of
+    // the earlier message.
     void unpack_data()
     {
         QTest::addColumn<QString>("text");
@@ -103,8 +103,7 @@ private Q_SLOTS:
         QCOMPARE(message.Text(), text);
     }
 
-    // A reply near the size cap holds some 200,000 parameters; a quadratic
-    // decoder would take minutes here.
+    // A reply near the size cap holds some 200,000 parameters; a quadratic decoder would take minutes here.
     void manyParametersDecodeInLinearTime()
     {
         QString text = "LIST?";
@@ -117,8 +116,8 @@ private Q_SLOTS:
         QCOMPARE(message.Parameters().Item("P199999").value(), "199999");
     }
 
-    // Keys match in any case; an unknown name is one past the end for GetIndex
-    // and error 5 elsewhere; positions count from 1.
+    // Keys match in any case; an unknown name is one past the end for GetIndex and error 5 elsewhere; positions count
+    // from 1.
     void keysAndPositions()
     {
         Parameters parameters;

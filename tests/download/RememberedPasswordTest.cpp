@@ -1,6 +1,5 @@
-// The remembered password's pass phrase. Run twice by CTest: once with no
-// Secret Service (the machine phrase), and once by with-keyring.sh against
-// gnome-keyring in a private D-Bus session (PRACTORIUM_SECRET_SERVICE set).
+// The remembered password's pass phrase. Run twice by CTest: once with no Secret Service (the machine phrase), and once
+// by with-keyring.sh against gnome-keyring in a private D-Bus session (PRACTORIUM_SECRET_SERVICE set).
 
 #include "download/RememberedPassword.h"
 #include "download/frmExamDownloader.h"
@@ -47,8 +46,7 @@ private Q_SLOTS:
     {
         QVERIFY(m_home.isValid());
         qputenv("XDG_CONFIG_HOME", QFile::encodeName(m_home.path()));
-        // Without the wrapper, make sure that no keyring of the machine's own
-        // session is reached.
+        // Without the wrapper, make sure that no keyring of the machine's own session is reached.
         if (!HasKeyring())
             qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
         MessageSeam::Intercept(true);
@@ -74,8 +72,8 @@ private Q_SLOTS:
         QCOMPARE(Decipher(machineCipher, Phrase::Machine), std::optional<QString>(Typed));
     }
 
-    // A password remembered before the keyring was used fills the window, and
-    // the next save enciphers it under the keyring's phrase when there is one.
+    // A password remembered before the keyring was used fills the window, and the next save enciphers it under the
+    // keyring's phrase when there is one.
     void oldPasswordReadAndSavedAgain()
     {
         Registry::WriteValue(CourierKey, "User ID", "me", Registry::REG_SZ);

@@ -94,8 +94,8 @@ private Q_SLOTS:
         QTEST(Lines(protocol.ReplyReceived(body)), "expected");
     }
 
-    // The LIST data is the queue, pieces trimmed only at its ends; the REPORT
-    // after the last exam lists what was installed.
+    // The LIST data is the queue, pieces trimmed only at its ends; the REPORT after the last exam lists what was
+    // installed.
     void queueEnd_data()
     {
         QTest::addColumn<QString>("data");
@@ -124,8 +124,8 @@ private Q_SLOTS:
         QTEST(Lines(last), "expected");
     }
 
-    // Only spaces are trimmed from the credentials; a new Start forgets the
-    // last session, its queue and what it installed.
+    // Only spaces are trimmed from the credentials; a new Start forgets the last session, its queue and what it
+    // installed.
     void newSessionStartsAfresh()
     {
         ServiceProtocol protocol = LoggedOn("101,102");
@@ -136,17 +136,6 @@ private Q_SLOTS:
         protocol.ReplyReceived("LOGIN?status=OK&sid=T1;");
         protocol.ReplyReceived("LIST?status=OK&data=103;");
         QCOMPARE(Lines(protocol.ExamHandled(true, ReportMoment)).value(1), "send: REPORT?sid=T1&list=103&time=11/21/26 22:34:35;");
-    }
-
-    // Exam IDs are stricter than file names: no ".." anywhere. The REPORT time
-    // follows the locale (en_US is what every REPORT above carries).
-    void examIdsAndReportTime()
-    {
-        QVERIFY(ServiceProtocol::IsPlainFileName("PRAC-101.v2") && !ServiceProtocol::IsPlainFileName("a..b"));
-        QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-        const QString text = ServiceProtocol::ReportTime(ReportMoment);
-        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-        QCOMPARE(text, "21.11.26 22:34:35");
     }
 };
 

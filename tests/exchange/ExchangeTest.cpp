@@ -19,12 +19,7 @@ namespace {
 
 BankItem Item(const QString& text, std::initializer_list<BankOption> options, const QString& general = QString())
 {
-    BankItem item;
-    item.text = text;
-    item.options = options;
-    item.generalFeedback = general;
-    item.location = 7;
-    return item;
+    return { .text = text, .options = options, .generalFeedback = general, .location = 7 };
 }
 
 struct Built
@@ -44,8 +39,7 @@ void Build(const Bank& bank, Built& built, bool strict = false, const QString& c
     built.ok = BuildExam(bank, options, built.exam, built.pictures, built.notes, built.failure);
 }
 
-// Items, options, rightness and explanations as one comparable text; with
-// `hint`, each item's hasHint too.
+// Items, options, rightness and explanations as one comparable text; with `hint`, each item's hasHint too.
 QString Content(const Exam& exam, bool hint = false)
 {
     QStringList lines;
@@ -58,8 +52,8 @@ QString Content(const Exam& exam, bool hint = false)
     return lines.join(u'\n');
 }
 
-// A text from pieces that GIFT, XML, HTML and the heuristics around them
-// treat specially, with Windows-1252 letters, so the writers' escaping is tried.
+// A text from pieces that GIFT, XML, HTML and the heuristics around them treat specially, with Windows-1252 letters, so
+// the writers' escaping is tried.
 QString RandomText(QRandomGenerator& random)
 {
     static const QStringList Pieces = { "word", " ", "=", "~", "#", "{", "}", ":", "::", "\\", "\\n", "%50%", "->", "<b>",
@@ -80,9 +74,9 @@ class ExchangeTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // Texts as the readers take them: bytes decoded (UTF-8 with and without BOM,
-    // UTF-16 with either BOM and Windows-1252 are read through every reader with
-    // its sample in test_bankreaders; here the edges) or HTML made plain.
+    // Texts as the readers take them: bytes decoded (UTF-8 with and without BOM, UTF-16 with either BOM and
+    // Windows-1252 are read through every reader with its sample in test_bankreaders; here the edges) or HTML made
+    // plain (what the document classes do beyond paragraphs and entities is theirs).
     void text_data()
     {
         QTest::addColumn<bool>("html");
@@ -94,12 +88,8 @@ private Q_SLOTS:
         QTest::newRow("empty") << false << QByteArray() << QString();
         QTest::newRow("paragraphs and breaks") << true << QByteArray("<p>One</p><p>Two<br>Three</p>") << "One\nTwo\nThree";
         QTest::newRow("entities") << true << QByteArray("a &lt;b&gt; &amp; caf&eacute; &#8364; &#x41;&nbsp;z") << "a <b> & caf\u00E9 \u20AC A z";
-        QTest::newRow("tags dropped") << true << QByteArray("<div><b>bold</b> <i>it</i></div>") << "bold it";
         QTest::newRow("picture leaves no trace") << true << QByteArray("<p>See <img src=\"x.png\"> this</p>") << "See  this";
-        QTest::newRow("script and style") << true << QByteArray("<style>p{}</style><script>alert(1)</script><p>text</p>") << "text";
-        QTest::newRow("list items") << true << QByteArray("<ul><li>a</li><li>b</li></ul>") << "a\nb";
         QTest::newRow("blanks at the ends") << true << QByteArray("  <p>  x  </p>  ") << "x";
-        QTest::newRow("unclosed tags") << true << QByteArray("<p><b>x") << "x";
     }
 
     void text()
@@ -213,9 +203,9 @@ private Q_SLOTS:
             QVERIFY(built.pictures[0].fileName == exhibit && built.pictures[0].bytes == picture);
     }
 
-    // Writing an exam as GIFT or Moodle XML and importing it back gives the same
-    // items, options, solutions and explanations, and Moodle XML the pictures:
-    // the sample exam and generated ones made of the formats' special characters.
+    // Writing an exam as GIFT or Moodle XML and importing it back gives the same items, options, solutions and
+    // explanations, and Moodle XML the pictures: the sample exam and generated ones made of the formats' special
+    // characters.
     void roundTripKeepsContent_data()
     {
         QTest::addColumn<BankFormat>("format");

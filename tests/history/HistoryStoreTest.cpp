@@ -65,9 +65,8 @@ private Q_SLOTS:
         m_path = m_dir->filePath("data/Practorium/history.sqlite");
     }
 
-    // Read back by the next start of the program, field by field, and as the
-    // exported comma-separated line; a file of the first schema (the current
-    // one less what version 2 added) is migrated once and recorded in after.
+    // Read back by the next start of the program, field by field, and as the exported comma-separated line; a file of
+    // the first schema (the current one less what version 2 added) is migrated once and recorded in after.
     void roundTrip_data()
     {
         QTest::addColumn<SittingResult>("attempt");
@@ -136,8 +135,8 @@ private Q_SLOTS:
         QVERIFY(store.ClearExam("A") && store.Attempts("A").isEmpty() && store.Attempt(other)->items.size() == 5);
     }
 
-    // The store says so once and records nothing; what was there stays, the
-    // file's bytes and, once the obstacle is gone, its attempts.
+    // The store says so once and records nothing; what was there stays, the file's bytes and, once the obstacle is
+    // gone, its attempts.
     void unusableFile_data()
     {
         QTest::addColumn<QString>("kind");
@@ -178,8 +177,8 @@ private Q_SLOTS:
         other.setDatabaseName(m_path);
         if (kind == "locked")
             QVERIFY(other.open() && QSqlQuery(other).exec("BEGIN EXCLUSIVE"));
-        // A full disk as this process meets it: no file may grow past 32 KiB,
-        // less than the write-ahead log of a 2,000-item attempt needs.
+        // A full disk as this process meets it: no file may grow past 32 KiB, less than the write-ahead log of a
+        // 2,000-item attempt needs.
         rlimit unlimited {}, full {};
         QVERIFY(::getrlimit(RLIMIT_FSIZE, &unlimited) == 0 && ::getrlimit(RLIMIT_FSIZE, &full) == 0);
         full.rlim_cur = 32768;

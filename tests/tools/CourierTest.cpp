@@ -1,5 +1,5 @@
-// The reference download server and self-installing packs, driven from the
-// outside: requests are written here by hand, packs are run with sh and tar.
+// The reference download server and self-installing packs, driven from the outside: requests are written here by hand,
+// packs are run with sh and tar.
 
 #include "common/TestUtil.h"
 #include "model/IO.h"
@@ -21,8 +21,6 @@ using namespace TestUtil;
 
 namespace {
 
-constexpr int WaitMs = 10000;
-
 using Outcome = RunResult;
 
 // A GET, or a POST of `body`; the HTTP status and the body.
@@ -32,7 +30,7 @@ std::pair<int, QByteArray> Fetch(QNetworkAccessManager& network, const QString& 
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray("application/x-www-form-urlencoded"));
     std::unique_ptr<QNetworkReply> reply(body ? network.post(request, *body) : network.get(request));
     QSignalSpy finished(reply.get(), &QNetworkReply::finished);
-    if (!reply->isFinished() && !finished.wait(WaitMs))
+    if (!reply->isFinished() && !finished.wait(10000))
         return {};
     return { reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->readAll() };
 }
@@ -50,8 +48,8 @@ QStringList Snapshot(const QString& root)
     return entries;
 }
 
-// The pack with its first archive member renamed (and retyped), its header
-// checksum made right again: the tampering a hostile server could do.
+// The pack with its first archive member renamed (and retyped), its header checksum made right again: the tampering a
+// hostile server could do.
 QByteArray WithFirstMember(QByteArray pack, const QByteArray& name, char type = '0', const QByteArray& link = {})
 {
     const qsizetype header = pack.indexOf(QByteArray("ustar\0", 6)) - 257;
@@ -90,15 +88,12 @@ private Q_SLOTS:
         QCOMPARE(Run(EXAM_TOOL, { "pack", Path("ct.json"), Path("ct.pack") }).ExitCode, 0);
         m_compiled = ReadAll(Path("ct.exam"));
         m_pack = ReadAll(Path("ct.pack"));
-
         m_server = std::make_unique<CourierProcess>(m_dir.path(), Path("packs"));
         m_server->DiscardLog();
         QVERIFY(m_server->AddAccount("alice", "pa&ss=;word", { "CT-1", "NOPACK-2" }));
-        QVERIFY(!m_server->Admin({ "grant", "alice", "../evil" }));
-        QVERIFY(!m_server->Admin({ "grant", "nobody", "CT-1" }));
+        QVERIFY(!m_server->Admin({ "grant", "alice", "../evil" }) && !m_server->Admin({ "grant", "nobody", "CT-1" }));
         QVERIFY(QFile::copy(Path("ct.pack"), Path("packs/CT-1.pack")));
-        QVERIFY(m_server->Start());
-        QVERIFY(m_server->Endpoint().startsWith("http://127.0.0.1:"));
+        QVERIFY(m_server->Start() && m_server->Endpoint().startsWith("http://127.0.0.1:"));
         // The password travels escaped: "&", "=" and ";" must survive both codecs.
         const QByteArray login = "LOGIN?email=alice&pwd=pa%26ss%3D%3Bword;";
         const QString reply = QString::fromLatin1(Fetch(m_network, m_server->Endpoint(), &login).second);
@@ -135,9 +130,8 @@ private Q_SLOTS:
         QVERIFY2(pattern.match(QString::fromLatin1(body)).hasMatch(), body.constData());
     }
 
-    // The pack installs where the program's folder lookup points under the
-    // same environment (it runs in the temporary folder, where a relative path
-    // is resolved); a second run puts back what the package held, and nothing more.
+    // The pack installs where the program's folder lookup points under the same environment (it runs in the temporary
+    // folder, where a relative path is resolved); a second run puts back what the package held, and nothing more.
     void packInstalls_data()
     {
         QTest::addColumn<QString>("dataHome");
@@ -158,8 +152,7 @@ private Q_SLOTS:
         }
         Install(dataHome);
         QCOMPARE(QDir(package).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), (QStringList { "CT-1.exam", "pic.gif" }));
-        QVERIFY(ReadAll(package + "/CT-1.exam") == m_compiled);
-        QVERIFY(ReadAll(package + "/pic.gif") == m_exhibit);
+        QVERIFY(ReadAll(package + "/CT-1.exam") == m_compiled && ReadAll(package + "/pic.gif") == m_exhibit);
     }
 
     void damagedPackChangesNothing_data()
@@ -170,14 +163,12 @@ private Q_SLOTS:
         QTest::newRow("absolute member") << WithFirstMember(m_pack, "/tmp/evil") << QByteArray("refusing");
         QTest::newRow("symbolic link member") << WithFirstMember(m_pack, "CT-1.exam", '2', "../../../../outside") << QByteArray();
         QTest::newRow("no exam file") << WithFirstMember(m_pack, "other.exam") << QByteArray("the pack holds no CT-1.exam");
-        // The end of a tar archive is zero blocks: only the length check can
-        // tell that some of them are missing.
+        // The end of a tar archive is zero blocks: only the length check can tell that some of them are missing.
         QTest::newRow("end cut off") << m_pack.left(m_pack.size() - 700) << QByteArray("incomplete or damaged");
         QTest::newRow("byte appended") << m_pack + 'x' << QByteArray("incomplete or damaged");
     }
 
-    // An installed package stays as it was, nothing appears anywhere else, and
-    // the failure is said on standard error.
+    // An installed package stays as it was, nothing appears anywhere else, and the failure is said on standard error.
     void damagedPackChangesNothing()
     {
         QFETCH(QByteArray, pack);
@@ -189,22 +180,20 @@ private Q_SLOTS:
         QVERIFY(QFile::setPermissions(Path("damaged.pack"), QFile::permissions(Path("ct.pack"))));
         const QStringList before = Snapshot(m_dir.path());
         const Outcome outcome = RunPack(Path("damaged.pack"), dataHome);
-        QVERIFY(outcome.ExitCode > 0);
-        QVERIFY2(!outcome.Err.isEmpty() && outcome.Err.contains(message), outcome.Err.constData());
+        QVERIFY2(outcome.ExitCode > 0 && !outcome.Err.isEmpty() && outcome.Err.contains(message), outcome.Err.constData());
         QCOMPARE(Snapshot(m_dir.path()), before);
         QVERIFY(ReadAll(dataHome + "/Practorium/Exams/CT-1/CT-1.exam") == m_compiled);
     }
 
-    // The server signs the unsigned packs it serves, with a key of its own
-    // beside its database; the signed pack verifies and still installs.
+    // The server signs the unsigned packs it serves, with a key of its own beside its database; the signed pack
+    // verifies and still installs.
     void servedPacksAreSigned()
     {
         QByteArray key;
         QVERIFY(m_server->Admin({ "public-key" }, &key));
         QCOMPARE(QFile::permissions(Path("signing.key")) & 0x0077, QFileDevice::Permissions {});
         const auto [status, served] = Fetch(m_network, m_server->PackUrl(m_sessionId, "CT-1"));
-        QCOMPARE(status, 200);
-        QVERIFY(served.size() == m_pack.size() + 232 && served.startsWith(m_pack));
+        QVERIFY(status == 200 && served.size() == m_pack.size() + 232 && served.startsWith(m_pack));
         WriteFile(Path("served.pack"), served);
         QVERIFY(QFile::setPermissions(Path("served.pack"), QFile::permissions(Path("ct.pack"))));
         QCOMPARE(Run(EXAM_TOOL, { "verify", "--key", WriteFile(Path("server.public"), key), "--id", "CT-1", Path("served.pack") }).ExitCode, 0);

