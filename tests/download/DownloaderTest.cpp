@@ -146,22 +146,6 @@ private Q_SLOTS:
         QVERIFY(state == InternetTransfer::icError ? body.isEmpty() : body.contains(code == 200 ? PackBytes(1024) : QByteArray::number(code)));
     }
 
-    // A second request is refused while one runs, and the first goes on (that the completion handler may start the next
-    // is every window run); its reply is read in pieces of at most the size asked for.
-    void transferOneRequestAtATime()
-    {
-        InternetTransfer transfer;
-        transfer.Execute(m_server->Endpoint(), "POST", "LOGIN?email=bob&pwd=secret;");
-        QCOMPARE(Raised([&] { transfer.Execute(m_server->Endpoint(), "GET"); }).Description(), "Still executing last request");
-        QTRY_VERIFY_WITH_TIMEOUT(!transfer.StillExecuting(), 10000);
-        QString reply;
-        for (QString chunk = transfer.GetChunkText(16); !chunk.isEmpty(); chunk = transfer.GetChunkText(16)) {
-            QVERIFY(chunk.size() <= 16);
-            reply += chunk;
-        }
-        QVERIFY2(reply.startsWith("LOGIN?status=OK&sid=") && reply.endsWith(u';'), qPrintable(reply));
-    }
-
     // Calls the transfer or the downloader refuses start nothing.
     void badCallsStartNothing_data()
     {

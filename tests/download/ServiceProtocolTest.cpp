@@ -60,67 +60,56 @@ private Q_SLOTS:
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     }
 
-    void reply_data()
+    // A run from Start: each step a reply or what became of the next exam (i installed, f failed, d declined); the
+    // last decision. The LIST data is the queue, its pieces trimmed only at its ends; the REPORT after the last exam
+    // lists what was installed.
+    void run_data()
     {
-        QTest::addColumn<QString>("body");
+        QTest::addColumn<QStringList>("steps");
         QTest::addColumn<QStringList>("expected");
         const QString cap(1024 * 1024 - QString("LOGIN?status=OK&sid=;").size(), u'x');
-
-        QTest::newRow("LOGIN OK") << "LOGIN?status=OK&sid=S%3D1;"
+        const auto listed = [](const QString& data, const QString& outcomes) {
+            return QStringList { "LOGIN?status=OK&sid=S9;", "LIST?status=OK&data=" + data + ";" } + outcomes.split("", Qt::SkipEmptyParts);
+        };
+        const auto report = [](const QString& list) {
+            return QStringList { "status: Performing post-installation tasks", "send: REPORT?sid=S9&list=" + list + "&time=11/21/26 22:34:35;" };
+        };
+        QTest::newRow("LOGIN OK") << QStringList { "LOGIN?status=OK&sid=S%3D1;" }
                                   << QStringList { "status: Checking for available downloads", "send: LIST?sid=S%3D1;" };
-        QTest::newRow("LOGIN without status") << "LOGIN?sid=S1;"
-                                           << QStringList { "box 16: Cannot continue because the User ID or password is incorrect",
-                                                  "end: failed", "retry", "status: Authentication failed!" };
-        QTest::newRow("LIST not OK waits") << "LIST?status=BUSY&data=101;" << QStringList {};
-        QTest::newRow("LIST of blanks") << "LIST?status=OK&data=   ;"
-                                     << QStringList { "box 16: You do not have any exams available for download", "end: failed", "close" };
-        QTest::newRow("LIST with exams") << "LIST?status=OK&data=101;" << QStringList { "next" };
-        QTest::newRow("REPORT") << "REPORT;" << Completed;
-        QTest::newRow("ERROR") << "ERROR?code=7&description=Account locked{CRLF}Call us;"
+        QTest::newRow("LOGIN without status") << QStringList { "LOGIN?sid=S1;" }
+                                              << QStringList { "box 16: Cannot continue because the User ID or password is incorrect",
+                                                     "end: failed", "retry", "status: Authentication failed!" };
+        QTest::newRow("LIST not OK waits") << QStringList { "LIST?status=BUSY&data=101;" } << QStringList {};
+        QTest::newRow("LIST of blanks") << QStringList { "LIST?status=OK&data=   ;" }
+                                        << QStringList { "box 16: You do not have any exams available for download", "end: failed", "close" };
+        QTest::newRow("LIST with exams") << QStringList { "LIST?status=OK&data=101;" } << QStringList { "next" };
+        QTest::newRow("REPORT") << QStringList { "REPORT;" } << Completed;
+        QTest::newRow("ERROR") << QStringList { "ERROR?code=7&description=Account locked{CRLF}Call us;" }
                                << QStringList { "end: failed", "box 16: Account locked\r\nCall us", "close" };
-        QTest::newRow("command in other case") << "login?status=OK&sid=1;" << QStringList {};
-        QTest::newRow("parameter without =") << "LOGIN?status=OK&sid;" << CommunicationFailure;
-        QTest::newRow("reply at the size cap") << "LOGIN?status=OK&sid=" + cap + ";"
-                                               << QStringList { "status: Checking for available downloads",
-                                                      "send: LIST?sid=" + cap + ";" };
-        QTest::newRow("reply over the size cap") << "LOGIN?status=OK&sid=" + cap + "x;" << CommunicationFailure;
+        QTest::newRow("command in other case") << QStringList { "login?status=OK&sid=1;" } << QStringList {};
+        QTest::newRow("parameter without =") << QStringList { "LOGIN?status=OK&sid;" } << CommunicationFailure;
+        QTest::newRow("reply at the size cap") << QStringList { "LOGIN?status=OK&sid=" + cap + ";" }
+                                               << QStringList { "status: Checking for available downloads", "send: LIST?sid=" + cap + ";" };
+        QTest::newRow("reply over the size cap") << QStringList { "LOGIN?status=OK&sid=" + cap + "x;" } << CommunicationFailure;
+        QTest::newRow("spaces at the ends") << listed(" 101,102 ", "ii") << report("101,102");
+        QTest::newRow("empty piece kept") << listed("101,,102", "iii") << report("101,,102");
+        QTest::newRow("inner spaces kept") << listed(" 101 , 102 ", "ii") << report("101 , 102");
+        QTest::newRow("middle failed") << listed("101,102,103", "ifi") << report("101,103");
+        QTest::newRow("first of two declined") << listed("101,102", "d") << QStringList { "next" };
+        QTest::newRow("last declined after an install: no REPORT") << listed("101,102", "id") << Completed;
     }
 
-    void reply()
+    void run()
     {
-        QFETCH(QString, body);
+        QFETCH(QStringList, steps);
         ServiceProtocol protocol;
         protocol.Start("me", "pw");
-        QTEST(Lines(protocol.ReplyReceived(body)), "expected");
-    }
-
-    // The LIST data is the queue, pieces trimmed only at its ends; the REPORT after the last exam lists what was
-    // installed.
-    void queueEnd_data()
-    {
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QString>("outcomes"); // per exam: i installed, f failed, d declined
-        QTest::addColumn<QStringList>("expected"); // the last decision
-        const auto report = [](const QString& list) {
-            return QStringList { "status: Performing post-installation tasks",
-                "send: REPORT?sid=S9&list=" + list + "&time=11/21/26 22:34:35;" };
-        };
-        QTest::newRow("spaces at the ends") << " 101,102 " << "ii" << report("101,102");
-        QTest::newRow("empty piece kept") << "101,,102" << "iii" << report("101,,102");
-        QTest::newRow("inner spaces kept") << " 101 , 102 " << "ii" << report("101 , 102");
-        QTest::newRow("middle failed") << "101,102,103" << "ifi" << report("101,103");
-        QTest::newRow("first of two declined") << "101,102" << "d" << QStringList { "next" };
-        QTest::newRow("last declined after an install: no REPORT") << "101,102" << "id" << Completed;
-    }
-
-    void queueEnd()
-    {
-        QFETCH(QString, data);
-        QFETCH(QString, outcomes);
-        ServiceProtocol protocol = LoggedOn(data);
         ServiceProtocol::Decision last;
-        for (QChar outcome : outcomes)
-            last = outcome == u'd' ? protocol.ExamDeclined() : protocol.ExamHandled(outcome == u'i', ReportMoment);
+        for (const QString& step : steps) {
+            last = step == "d" ? protocol.ExamDeclined()
+                : step.size() == 1 ? protocol.ExamHandled(step == "i", ReportMoment)
+                                   : protocol.ReplyReceived(step);
+        }
         QTEST(Lines(last), "expected");
     }
 
