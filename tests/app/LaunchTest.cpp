@@ -50,9 +50,8 @@ private Q_SLOTS:
         qputenv("TMPDIR", QFile::encodeName(m_home.filePath("tmp")));
         QDir().mkpath(m_home.filePath("tmp"));
         MessageSeam::Intercept(true);
-        const QByteArray json = R"({"code": "LX-1", "name": "Launch %1", "maxScore": 1000, "passScore": 700,
-            "duration": 60, "questions": [{"exhibit": "exhibit.gif", "problem": "Q",
-            "choices": [{"statement": "A", "isSolution": true}]}]})";
+        const QByteArray json = R"({"code": "LX-1", "name": "Launch %1", "maxScore": 1000, "passScore": 700, "duration": 60,
+            "questions": [{"exhibit": "exhibit.gif", "problem": "Q", "choices": [{"statement": "A", "isSolution": true}]}]})";
         for (const QString v : { "1", "2" }) {
             WriteFile(Src("v" + v + ".json"), QString::fromLatin1(json).arg(v).toUtf8());
             Tool({ "compile", Src("v" + v + ".json"), Src("v" + v + ".exam") });
@@ -126,7 +125,7 @@ private Q_SLOTS:
         QTest::newRow("replace, No keeps") << "src/v2.exam" << true << QList { y, n } << "2 36: already installed" << "LX-1|v1.exam";
         QTest::newRow("replace, Yes") << "HOME/src/v2.exam" << true << QList { y, y } << "2 36: already installed" << "LX-1|v2.exam";
         QTest::newRow("the installed file: only selected") << "HOME/data/Practorium/Exams/LX-1/LX-1.exam" << true << QList<int> {}
-                                                           << "0 " << "LX-1|v1.exam";
+                                                           << "0 0: " << "LX-1|v1.exam";
         QTest::newRow("question bank") << "src/net-quiz.txt" << false << QList<int> {}
                                        << "1 36: as the exam NET-QUIZ \"net-quiz\"?\r\n\r\n2 items" << "NET-QUIZ|";
         QTest::newRow("pack, Yes") << "src/LX-1.pack" << false << QList { y } << "1 36: " << "LX-1|v1.exam";
@@ -148,19 +147,17 @@ private Q_SLOTS:
         QFETCH(QString, boxes);
         const QList<MessageSeam::Shown> shown = Open(catalogue, argument, answers);
         const MessageSeam::Shown last = shown.value(shown.size() - 1);
-        QCOMPARE(QStringLiteral("%1 %2").arg(shown.size()).arg(shown.isEmpty() ? QString() : QString::number(last.Style) + ':'),
-            boxes.section(' ', 0, 1));
-        QVERIFY2(last.Text.contains(boxes.section(": ", 1)), qPrintable(last.Text));
+        const QString actual = QStringLiteral("%1 %2: %3").arg(shown.size()).arg(last.Style).arg(last.Text);
+        QVERIFY2(actual.startsWith(boxes.section(": ", 0, 0) + ": ") && actual.contains(boxes.section(": ", 1)), qPrintable(actual));
         QCOMPARE(QFileInfo(source).isFile() ? ReadAll(source) : QByteArray(), before);
         QVERIFY(QDir(m_home.filePath("tmp")).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).isEmpty());
         // The catalogue lists only exams whose header reads, so a selected code is an installed exam.
-        const QString code = installed.section('|', 0, 0), bytesFrom = installed.section('|', 1);
+        const QString code = installed.section('|', 0, 0);
         QCOMPARE(QDir(Exams()).entryList(QDir::Dirs | QDir::NoDotAndDotDot), code.isEmpty() ? QStringList() : QStringList { code });
         QCOMPARE(catalogue.findChild<QTreeView*>("lvwExams")->currentIndex().data().toString(), code);
-        if (!bytesFrom.isEmpty()) {
-            QCOMPARE(ReadAll(Exams() + "/LX-1/LX-1.exam"), ReadAll(Src(bytesFrom)));
-            QCOMPARE(ReadAll(Exams() + "/LX-1/exhibit.gif"), ReadAll(Src("exhibit.gif")));
-        }
+        if (code == "LX-1")
+            QVERIFY(ReadAll(Exams() + "/LX-1/LX-1.exam") == ReadAll(Src(installed.section('|', 1)))
+                && ReadAll(Exams() + "/LX-1/exhibit.gif") == ReadAll(Src("exhibit.gif")));
     }
 
     // A later start hands its file to the listening program; a socket left behind by a program that died is taken over;
@@ -169,8 +166,7 @@ private Q_SLOTS:
     {
         const QString path = m_home.filePath("tmp/channel.socket");
         QVERIFY(!InstanceChannel::HandOver(path, "/x.exam", 100));
-        // A stale socket: bound, then its process "died" without unlinking.
-        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0); // bound, then its process "died" without unlinking
         sockaddr_un address = { AF_UNIX, {} };
         qstrncpy(address.sun_path, QFile::encodeName(path).constData(), sizeof address.sun_path);
         QVERIFY(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QtEndian>
 
+#include <algorithm>
+
 // Damaged copies of a valid exam file, for tests that must survive any input:
 // every truncation point, every count field set to hostile values, random
 // byte flips and random files. Deterministic (fixed seed).
@@ -27,15 +29,10 @@ inline QList<qsizetype> CountOffsets(const QByteArray& file)
         if (at + 4 > file.size())
             return -1;
         offsets.append(at);
-        const qint32 n = qFromLittleEndian<qint32>(file.constData() + at);
         at += 4;
-        return n;
+        return qFromLittleEndian<qint32>(file.constData() + at - 4);
     };
-    auto block = [&]() {
-        const qint32 n = count();
-        if (n > 0)
-            at += n;
-    };
+    auto block = [&]() { at += qMax(count(), 0); };
     block(); // reserved
     block(); // code
     block(); // name
@@ -79,8 +76,7 @@ inline QList<Variant> Make(const QByteArray& valid, int randomCount = 200)
         variants.append({ QStringLiteral("flipped %1").arg(i), flipped });
 
         QByteArray noise(qsizetype(random.bounded(512)), Qt::Uninitialized);
-        for (char& b : noise)
-            b = char(random.bounded(256));
+        std::ranges::generate(noise, [&] { return char(random.bounded(256)); });
         variants.append({ QStringLiteral("random %1").arg(i), noise });
     }
     return variants;

@@ -66,17 +66,13 @@ inline RunResult Run(const QString& program, const QStringList& arguments, const
     process.setProcessEnvironment(variables);
     process.setWorkingDirectory(folder);
     process.start(program, arguments);
-    RunResult result;
-    result.Finished = process.waitForFinished(10000);
-    if (!result.Finished) {
+    const bool finished = process.waitForFinished(10000);
+    if (!finished) {
         process.kill();
         process.waitForFinished();
     }
-    if (result.Finished && process.exitStatus() == QProcess::NormalExit)
-        result.ExitCode = process.exitCode();
-    result.Out = process.readAllStandardOutput();
-    result.Err = process.readAllStandardError();
-    return result;
+    const bool normal = finished && process.exitStatus() == QProcess::NormalExit;
+    return { finished, normal ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError() };
 }
 
 // The error a call raises; number 0 when it raises none.

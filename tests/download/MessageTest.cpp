@@ -115,25 +115,6 @@ private Q_SLOTS:
         QCOMPARE(message.Parameters().Count(), 200000);
         QCOMPARE(message.Parameters().Item("P199999").value(), "199999");
     }
-
-    // Keys match in any case; an unknown name is one past the end for GetIndex and error 5 elsewhere; positions count
-    // from 1.
-    void keysAndPositions()
-    {
-        Parameters parameters;
-        QCOMPARE(parameters.GetIndex("a"), 1);
-        for (const char* name : { "a", "Sid", "c" })
-            parameters.Add(name, "v");
-        QCOMPARE(QList<int>({ parameters.GetIndex("a"), parameters.GetIndex("SID"), parameters.GetIndex("c"), parameters.GetIndex("d") }),
-            QList<int>({ 1, 2, 3, 4 }));
-        parameters.Remove("sID");
-        QCOMPARE(Pairs(parameters), (QStringList { "a=v", "c=v" }));
-        QCOMPARE(QList<int>({ Raised([&] { parameters.Item("sid"); }).Number(), Raised([&] { parameters.Remove("sid"); }).Number(),
-                     Raised([&] { parameters.RemoveAt(0); }).Number(), Raised([&] { parameters.RemoveAt(3); }).Number() }),
-            QList<int>({ 5, 5, 9, 9 }));
-        parameters.RemoveAt(2);
-        QCOMPARE(Pairs(parameters), QStringList { "a=v" });
-    }
 };
 
 QTEST_GUILESS_MAIN(MessageTest)

@@ -90,7 +90,6 @@ private Q_SLOTS:
         }
         MessageSeam::TakeShown();
         const QByteArray cipher = Stored("Password").toByteArray();
-        QCOMPARE(Stored("User ID").toString(), "me");
         QCOMPARE(Stored("Password Phrase").toString(), HasKeyring() ? "Keyring" : "");
         QCOMPARE(Decipher(cipher, HasKeyring() ? Phrase::Keyring : Phrase::Machine), std::optional<QString>(Typed));
         QCOMPARE(cipher == CryptoAPI::EncryptText(Typed, MachinePassPhrase()), !HasKeyring());

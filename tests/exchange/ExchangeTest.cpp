@@ -60,8 +60,7 @@ QString RandomText(QRandomGenerator& random)
         "&amp;", "[html]", "//", "\n", "caf\u00E9", "\u20AC", "T", "####", "  ", "\t", "$CATEGORY:", "]]>", "\"q\"",
         "@@PLUGINFILE@@" };
     QString text;
-    const int count = 1 + random.bounded(8);
-    for (int i = 0; i < count; ++i)
+    for (int i = 0, count = 1 + random.bounded(8); i < count; ++i)
         text += Pieces[random.bounded(int(Pieces.size()))];
     // Texts are compared trimmed and are never blank in an exam worth exporting.
     return text.trimmed().isEmpty() ? QStringLiteral("x") : text;
@@ -112,14 +111,10 @@ private Q_SLOTS:
     void buildAppliesTheExamRules()
     {
         Bank bank;
-        bank.items = {
-            Item(QStringLiteral("Pick two"), { { QStringLiteral("a"), true, QStringLiteral("yes") }, { QStringLiteral("b"), false, {} },
-                { QStringLiteral("c \u2192 \U0001F600"), true, QStringLiteral("also") } }, QStringLiteral("General.")),
-            Item(QStringLiteral("None right \u0394"), { { QStringLiteral("x"), false, {} } }),
-            Item(QStringLiteral("Only option feedback"), { { QStringLiteral("x"), false, {} }, { QStringLiteral("y"), true, QStringLiteral("fb") } }),
-        };
+        bank.items = { Item("Pick two", { { "a", true, "yes" }, { "b", false, {} }, { "c \u2192 \U0001F600", true, "also" } }, "General."),
+            Item("None right \u0394", { { "x", false, {} } }), Item("Only option feedback", { { "x", false, {} }, { "y", true, "fb" } }) };
         bank.items[1].extraPictures = 2;
-        bank.Skip(3, QStringLiteral("essay"), QStringLiteral("E"));
+        bank.Skip(3, "essay", "E");
         Built built;
         Build(bank, built);
         QVERIFY(built.ok);
@@ -132,10 +127,9 @@ private Q_SLOTS:
         QStringList notes;
         for (const BankNote& note : built.notes)
             notes.append(QString::number(note.location) + u' ' + note.text);
-        QCOMPARE(notes, QStringList({ QStringLiteral("7 item 1: 2 character(s) that Windows-1252 cannot hold became \"?\""),
-                            QStringLiteral("7 item 2 has no right option"),
-                            QStringLiteral("7 item 2: 1 character(s) that Windows-1252 cannot hold became \"?\""),
-                            QStringLiteral("7 item 2: 2 more picture(s) dropped, an item shows one") }));
+        QCOMPARE(notes.join('\n'), "7 item 1: 2 character(s) that Windows-1252 cannot hold became \"?\"\n7 item 2 has no right option\n"
+                                   "7 item 2: 1 character(s) that Windows-1252 cannot hold became \"?\"\n"
+                                   "7 item 2: 2 more picture(s) dropped, an item shows one");
         QVERIFY(built.pictures.isEmpty());
     }
 

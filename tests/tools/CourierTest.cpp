@@ -16,6 +16,7 @@
 #include <QTest>
 
 #include <memory>
+#include <numeric>
 
 using namespace TestUtil;
 
@@ -39,10 +40,10 @@ std::pair<int, QByteArray> Fetch(QNetworkAccessManager& network, const QString& 
 QStringList Snapshot(const QString& root)
 {
     QStringList entries;
-    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        it.next();
-        entries.append(it.filePath() + (it.fileInfo().isFile() ? QStringLiteral(" %1").arg(it.fileInfo().size()) : QString()));
+    const auto filter = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
+    for (QDirIterator it(root, filter, QDirIterator::Subdirectories); it.hasNext();) {
+        const QFileInfo entry = it.nextFileInfo();
+        entries.append(entry.filePath() + (entry.isFile() ? QStringLiteral(" %1").arg(entry.size()) : QString()));
     }
     entries.sort();
     return entries;
@@ -57,9 +58,8 @@ QByteArray WithFirstMember(QByteArray pack, const QByteArray& name, char type = 
     pack[header + 156] = type;
     pack.replace(header + 157, 100, link + QByteArray(100 - link.size(), '\0'));
     pack.replace(header + 148, 8, QByteArray(8, ' '));
-    unsigned sum = 0;
-    for (qsizetype i = 0; i < 512; ++i)
-        sum += static_cast<unsigned char>(pack.at(header + i));
+    const QByteArrayView block = QByteArrayView(pack).sliced(header, 512);
+    const unsigned sum = std::accumulate(block.begin(), block.end(), 0u, [](unsigned s, char c) { return s + uchar(c); });
     pack.replace(header + 148, 8, QByteArray::number(sum, 8).rightJustified(6, '0') + QByteArray("\0 ", 2));
     return pack;
 }
