@@ -87,7 +87,6 @@ private Q_SLOTS:
         QTest::newRow("file") << QStringList { "x.exam" } << int(A::Run) << "x.exam";
         QTest::newRow("help wins") << QStringList { "x.exam", "-h" } << int(A::Help) << "";
         QTest::newRow("after --") << QStringList { "--", "--version" } << int(A::Run) << "--version";
-        QTest::newRow("unknown option") << QStringList { "--install" } << int(A::Usage) << "";
         QTest::newRow("two files") << QStringList { "a.exam", "b.exam" } << int(A::Usage) << "";
     }
     void commandLine()

@@ -8,9 +8,8 @@
 
 #include <algorithm>
 
-// Damaged copies of a valid exam file, for tests that must survive any input:
-// every truncation point, every count field set to hostile values, random
-// byte flips and random files. Deterministic (fixed seed).
+// Damaged copies of a valid exam file, for tests that must survive any input: every truncation point, every count field
+// set to hostile values, random byte flips and random files. Deterministic (fixed seed).
 namespace DamagedVariants {
 
 struct Variant
@@ -19,8 +18,8 @@ struct Variant
     QByteArray Bytes;
 };
 
-// Offsets of every 32-bit count of a valid exam file (texts, blocks and the
-// two collection counts), found by walking its records.
+// Offsets of every 32-bit count of a valid exam file (texts, blocks and the two collection counts), found by walking
+// its records.
 inline QList<qsizetype> CountOffsets(const QByteArray& file)
 {
     QList<qsizetype> offsets;

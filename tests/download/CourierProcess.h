@@ -9,6 +9,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <algorithm>
+
 // The reference download server run as a child process for one test: its database lives in a folder the test owns, it
 // listens on a free port of 127.0.0.1 and is ended when the object goes. Needs COURIER, the server's path, from the
 // build.
@@ -44,10 +46,8 @@ public:
     // Adds the account and grants it each of `exams`.
     bool AddAccount(const QString& user, const QString& password, const QStringList& exams) const
     {
-        bool done = Admin({ QStringLiteral("add-account"), user, password });
-        for (const QString& exam : exams)
-            done = done && Admin({ QStringLiteral("grant"), user, exam });
-        return done;
+        return Admin({ QStringLiteral("add-account"), user, password })
+            && std::ranges::all_of(exams, [&](const QString& exam) { return Admin({ QStringLiteral("grant"), user, exam }); });
     }
 
     // The server logs every request on standard error; tests pass it on, a benchmark drops it.

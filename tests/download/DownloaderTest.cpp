@@ -189,20 +189,6 @@ private Q_SLOTS:
         QVERIFY(ReadAll(m_target + u'/' + examId + ".exe") == PackBytes(size));
     }
 
-    // A file that cannot be written is an error event, never a whole file, and the transfer still ends in one
-    // DownloadComplete. (The server's broken transfers are the window's test: it shows what they lead to.)
-    void unwritableTargetFails()
-    {
-        Events events(*m_downloader);
-        // Without a file name the address gives it.
-        m_downloader->GetFile(m_server->Endpoint(), m_target + "/missing", QString());
-        QCOMPARE(m_downloader->FileName(), "PackCourier.asp");
-        QTRY_VERIFY_WITH_TIMEOUT(events.Ended(), 10000);
-        QCOMPARE(events.Order, QStringList({ "started", "failed", "complete" }));
-        QVERIFY(!m_downloader->FailureDescription().isEmpty());
-        QVERIFY(!m_downloader->IsWhole() && !m_transfer->StillExecuting());
-    }
-
     void cancel_data()
     {
         QTest::addColumn<bool>("silentServer");

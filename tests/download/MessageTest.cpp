@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+#include <algorithm>
+
 using namespace TestUtil;
 
 namespace {
@@ -11,8 +13,8 @@ namespace {
 QStringList Pairs(const Parameters& parameters)
 {
     QStringList pairs;
-    for (const Parameter& parameter : parameters)
-        pairs << parameter.Name() + u'=' + parameter.value();
+    std::transform(parameters.begin(), parameters.end(), std::back_inserter(pairs),
+        [](const Parameter& p) { return p.Name() + u'=' + p.value(); });
     return pairs;
 }
 
@@ -29,14 +31,13 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("parameters"); // name, value, name, value, ...
         QTest::addColumn<QString>("expected"); // the text, or the error raised
         QTest::newRow("bare command") << "LOGIN" << QStringList {} << "LOGIN;";
-        QTest::newRow("all five, percent first") << "C" << QStringList { "v", "%?=&;" } << "C?v=%25%3F%3D%26%3B;";
         QTest::newRow("others untouched") << "C" << QStringList { "v", "a b+c@d/\u00e9,%3b" } << "C?v=a b+c@d/\u00e9,%253b;";
         QTest::newRow("empty value") << "C" << QStringList { "v", "" } << "C?v=;";
         QTest::newRow("names are not escaped") << "C" << QStringList { "a&b", "1" } << "C?a&b=1;";
         QTest::newRow("same key replaces in place") << "C" << QStringList { "a", "1", "b", "2", "A", "3" } << "C?A=3&b=2;";
         QTest::newRow("nothing trimmed") << " C " << QStringList { " n ", " v " } << " C ? n = v ;";
         QTest::newRow("escaped-looking %3B") << "C" << QStringList { "v", "%3B" } << "C?v=%253B;";
-        QTest::newRow("doubled specials") << "C" << QStringList { "v", "%%??==&&;;" } << "C?v=%25%25%3F%3F%3D%3D%26%26%3B%3B;";
+        QTest::newRow("doubled specials") << "C" << QStringList { "v", "%%?" "?==&&;;" } << "C?v=%25%25%3F%3F%3D%3D%26%26%3B%3B;";
         QTest::newRow("percent before hex of another") << "C" << QStringList { "v", "%%3F%26%3D" } << "C?v=%25%253F%2526%253D;";
         QTest::newRow("no command") << "" << QStringList { "a", "1" } << "80040003 Message::Pack(): No command specified for the message";
     }

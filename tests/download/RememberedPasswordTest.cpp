@@ -20,10 +20,7 @@ namespace {
 const QString CourierKey = "Software\\Practorum\\PackCourier";
 const QString Typed = "  p\u00e4ss&=;word ";
 
-bool HasKeyring()
-{
-    return qEnvironmentVariableIsSet("PRACTORIUM_SECRET_SERVICE");
-}
+bool HasKeyring() { return qEnvironmentVariableIsSet("PRACTORIUM_SECRET_SERVICE"); }
 
 QVariant Stored(const QString& name)
 {

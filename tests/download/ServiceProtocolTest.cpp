@@ -38,16 +38,6 @@ const QStringList CommunicationFailure { "end: failed", "status: Error communica
 const QStringList Completed { "status: Completed", "end: success" };
 const QDateTime ReportMoment(QDate(2026, 11, 21), QTime(22, 34, 35));
 
-// A protocol logged on with session ID S9 and the queue from `data`.
-ServiceProtocol LoggedOn(const QString& data)
-{
-    ServiceProtocol protocol;
-    protocol.Start("me", "pw");
-    protocol.ReplyReceived("LOGIN?status=OK&sid=S9;");
-    protocol.ReplyReceived("LIST?status=OK&data=" + data + ";");
-    return protocol;
-}
-
 } // namespace
 
 class ServiceProtocolTest : public QObject
@@ -117,7 +107,10 @@ private Q_SLOTS:
     // installed.
     void newSessionStartsAfresh()
     {
-        ServiceProtocol protocol = LoggedOn("101,102");
+        ServiceProtocol protocol;
+        protocol.Start("me", "pw");
+        for (const char* reply : { "LOGIN?status=OK&sid=S9;", "LIST?status=OK&data=101,102;" })
+            protocol.ReplyReceived(reply);
         protocol.ExamHandled(true, ReportMoment);
         QCOMPARE(Lines(protocol.Start("  me@x.org ", "\tpw  ")),
             (QStringList { "status: Connecting to Practorium Download Server", "send: LOGIN?email=me@x.org&pwd=\tpw;" }));

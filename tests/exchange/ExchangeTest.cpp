@@ -19,7 +19,7 @@ namespace {
 
 BankItem Item(const QString& text, std::initializer_list<BankOption> options, const QString& general = QString())
 {
-    return { .text = text, .options = options, .generalFeedback = general, .location = 7 };
+    return { .text = text, .options = options, .generalFeedback = general, .picture = {}, .extraPictures = 0, .location = 7 };
 }
 
 struct Built
@@ -44,8 +44,7 @@ QString Content(const Exam& exam, bool hint = false)
 {
     QStringList lines;
     for (const Question& question : exam.Questions()) {
-        lines.append(question.Problem().trimmed() + QStringLiteral(" | ") + question.Explaination().trimmed()
-            + (hint ? QStringLiteral(" | ") + QString::number(question.HasHint()) : QString()));
+        lines.append(question.Problem().trimmed() + " | " + question.Explaination().trimmed() + (hint ? " | " + QString::number(question.HasHint()) : ""));
         for (const Choice& choice : question.Choices())
             lines.append((choice.IsSolution() ? QStringLiteral("+ ") : QStringLiteral("- ")) + choice.Statement().trimmed());
     }

@@ -22,8 +22,6 @@ using namespace TestUtil;
 
 namespace {
 
-using Outcome = RunResult;
-
 // A GET, or a POST of `body`; the HTTP status and the body.
 std::pair<int, QByteArray> Fetch(QNetworkAccessManager& network, const QString& url, const QByteArray* body = nullptr)
 {
@@ -185,7 +183,7 @@ private Q_SLOTS:
         WriteFile(Path("damaged.pack"), pack);
         QVERIFY(QFile::setPermissions(Path("damaged.pack"), QFile::permissions(Path("ct.pack"))));
         const QStringList before = Snapshot(m_dir.path());
-        const Outcome outcome = RunPack(Path("damaged.pack"), dataHome);
+        const RunResult outcome = RunPack(Path("damaged.pack"), dataHome);
         QVERIFY2(outcome.ExitCode > 0 && !outcome.Err.isEmpty() && outcome.Err.contains(message), outcome.Err.constData());
         QCOMPARE(Snapshot(m_dir.path()), before);
         QVERIFY(ReadAll(dataHome + "/Practorium/Exams/CT-1/CT-1.exam") == m_compiled);
@@ -195,7 +193,7 @@ private:
     QString Path(const QString& name) const { return m_dir.filePath(name); }
 
     // Runs a pack in the temporary folder with `dataHome` as XDG_DATA_HOME.
-    Outcome RunPack(const QString& pack, const QString& dataHome)
+    RunResult RunPack(const QString& pack, const QString& dataHome)
     {
         return Run(pack, {}, m_dir.path(), { "XDG_DATA_HOME=" + dataHome });
     }
@@ -203,7 +201,7 @@ private:
     // Runs the good pack.
     void Install(const QString& dataHome)
     {
-        const Outcome outcome = RunPack(Path("ct.pack"), dataHome);
+        const RunResult outcome = RunPack(Path("ct.pack"), dataHome);
         QVERIFY2(outcome.ExitCode == 0, outcome.Err.constData());
     }
 
