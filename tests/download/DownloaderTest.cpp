@@ -145,6 +145,7 @@ private Q_SLOTS:
         QTest::newRow("header without colon") << false << url << "GET" << "Accept */*";
         QTest::newRow("address ends in a slash") << true << "http://127.0.0.1:1/packs/" << QString() << QString();
         QTest::newRow("parent folder") << true << url << ".." << QString();
+        QTest::newRow("this folder") << true << url << "." << QString();
         QTest::newRow("slash") << true << url << "../101.exe" << QString();
         QTest::newRow("NUL") << true << url << QStringLiteral("101") + QChar(0) + QStringLiteral(".exe") << QString();
     }

@@ -74,8 +74,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("csv");
         SittingResult exam = MakeAttempt("NET-1", 130, 640, 1'800'000'000); // two blocks of rows and a part
         exam.extraTimeTaken = true;
+        exam.examName = "Two\nlines";
         QTest::newRow("exam mode, extra time, 130 items")
-            << exam << "1,NET-1,Name of NET-1,2027-01-15T08:00:00Z,2027-01-15T09:02:03Z,3723,Yes,Exam,640,700,1000,Fail,130,55";
+            << exam << "1,NET-1,\"Two\nlines\",2027-01-15T08:00:00Z,2027-01-15T09:02:03Z,3723,Yes,Exam,640,700,1000,Fail,130,55";
         SittingResult retake = MakeAttempt("NET-1", 3, 1000, 1'800'000'000, true);
         retake.examName = QString::fromUtf8("Réseau, \"avancé\" 日本");
         retake.examDigest.clear();
@@ -83,9 +84,9 @@ private Q_SLOTS:
             << retake << QString::fromUtf8("1,NET-1,\"Réseau, \"\"avancé\"\" 日本\",2027-01-15T08:00:00Z,2027-01-15T09:02:03Z,3723,No,Retake,1000,700,1000,Pass,3,1");
         SittingResult study = MakeAttempt("OS-2", 0, 0, 0, false, true);
         study.examPath = QString();
-        study.examName = "Two\nlines\r";
+        study.examName = "A\rB";
         QTest::newRow("study mode without items or path")
-            << study << "1,OS-2,\"Two\nlines\r\",1970-01-01T00:00:00Z,1970-01-01T01:02:03Z,3723,No,Study,0,700,1000,Fail,0,0";
+            << study << "1,OS-2,\"A\rB\",1970-01-01T00:00:00Z,1970-01-01T01:02:03Z,3723,No,Study,0,700,1000,Fail,0,0";
         SittingResult old = MakeAttempt("OLD-1", 9, 750, 1000, true); // the first schema has no place for a retake
         QTest::newRow("first schema")
             << old << "1,OLD-1,Name of OLD-1,1970-01-01T00:16:40Z,1970-01-01T01:18:43Z,3723,No,Exam,750,700,1000,Pass,9,4";
