@@ -119,6 +119,7 @@ private Q_SLOTS:
         transfer.SetMaximumBodySize(limit);
         QSignalSpy states(&transfer, &InternetTransfer::StateChanged);
         transfer.Execute(url, "GET");
+        QCOMPARE(Raised([&] { transfer.Execute(url, "GET"); }).Description(), "Still executing last request");
         QCOMPARE(StatesSeen(states), QList<int> { InternetTransfer::icRequesting });
         QTRY_VERIFY_WITH_TIMEOUT(!transfer.StillExecuting(), 10000);
         const QList<int> seen = StatesSeen(states);
