@@ -3,6 +3,7 @@
 #include "model/Common.h"
 #include "model/Error.h"
 #include "model/Exam.h"
+#include "model/FileDigest.h"
 #include "shell/Globals.h"
 
 #include <QSet>
@@ -181,7 +182,10 @@ ExamSession::TickResult ExamSession::Tick()
         TickResult result { TickResult::ShowTime,
             FormatText(QStringLiteral("Time Remaining:  {1}"), { FormatDuration(m_secondsRemaining) }) };
         result.announce = m_secondsRemaining % 60 == 0 || m_secondsRemaining < LastMinuteSeconds;
-        result.lowTimeCue = m_secondsRemaining == LowTimeSeconds || m_secondsRemaining == LastMinuteSeconds;
+        if (m_secondsRemaining == LowTimeSeconds)
+            result.note = QStringLiteral("%1 minutes remain.").arg(LowTimeSeconds / 60);
+        else if (m_secondsRemaining == LastMinuteSeconds)
+            result.note = QStringLiteral("1 minute remains.");
         return result;
     }
     m_askingForTime = true;
@@ -222,6 +226,8 @@ ExamSession::KeyCommand ExamSession::KeyCommandFor(
     if (!m_exam || textFocus)
         return {};
     const Qt::KeyboardModifiers held = modifiers & ~Qt::KeypadModifier;
+    if ((key == Qt::Key_Return || key == Qt::Key_Enter) && held == Qt::NoModifier)
+        return { IsStudy() && !ShowsStatus() ? KeyCommand::Check : KeyCommand::Next };
     if (held == Qt::ControlModifier) {
         if (key == Qt::Key_Right)
             return { KeyCommand::Next };
@@ -386,6 +392,39 @@ SittingResult ExamSession::Result() const
         ++i;
     }
     return result;
+}
+
+ExamSession::Retake ExamSession::LoadRetake(
+    const QString& path, const QByteArray& expectedDigest, const QList<qint16>& numbers)
+{
+    Retake retake;
+    retake.digest = FileSha256(path);
+    if (retake.digest.isEmpty() || retake.digest != expectedDigest) {
+        retake.refusal = QStringLiteral("The exam file {1} cannot be read or has changed since that attempt, so its "
+                                        "missed items cannot be retaken.");
+        retake.style = 48;
+        retake.values = { path };
+        return retake;
+    }
+    auto exam = std::make_shared<Exam>();
+    try {
+        exam->Load(path);
+    } catch (const Error& error) {
+        retake.refusal = QStringLiteral("The exam file {1} cannot be read:{CRLF}{2}");
+        retake.style = 16;
+        retake.values = { path, error.Description() };
+        return retake;
+    }
+    const qsizetype total = exam->Questions().Count();
+    retake.original = RestrictTo(*exam, numbers);
+    if (retake.original.isEmpty()) {
+        retake.refusal = QStringLiteral("There are no missed items to retake.");
+        retake.style = 64;
+        return retake;
+    }
+    exam->SetDuration(ScaledMinutes(exam->Duration(), total, retake.original.size()));
+    retake.exam = exam;
+    return retake;
 }
 
 QList<qint16> ExamSession::RestrictTo(Exam& exam, const QList<qint16>& numbers)

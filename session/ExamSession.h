@@ -6,7 +6,9 @@
 #include <QDateTime>
 #include <QList>
 #include <QString>
+#include <QVariantList>
 
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -48,14 +50,15 @@ public:
         // For ShowTime: the time is told to assistive technology now (each
         // whole minute, and every second of the last minute), not each tick.
         bool announce = false;
-        // For ShowTime: the low-time note is due (5 minutes and 1 minute left).
-        bool lowTimeCue = false;
+        // For ShowTime: the low-time note when it is due (5 minutes and 1
+        // minute left), "5 minutes remain."; empty otherwise.
+        QString note {};
     };
 
     // What a key pressed in the exam window asks for.
     struct KeyCommand
     {
-        enum Action { None, Choose, Strike, Next, Prev, End };
+        enum Action { None, Choose, Strike, Next, Prev, End, Check };
         Action action = None;
         qint32 row = 0; // 1-based option row, for Choose and Strike
     };
@@ -133,8 +136,9 @@ public:
 
     // The sitting's keys, wherever the focus is in the exam window: a letter
     // A-Z or digit 1-9 alone chooses that option row, Shift with a letter
-    // strikes it out, Ctrl+Right/Ctrl+Left are Next/Previous and Ctrl+End
-    // ends the exam (through the review list). Alt is left to the buttons'
+    // strikes it out, Ctrl+Right/Ctrl+Left are Next/Previous, Ctrl+End ends
+    // the exam (through the review list) and Enter alone is Next, or Check on
+    // a study item not yet checked. Alt is left to the buttons'
     // mnemonics. Nothing while a text field has the focus (`textFocus`), for
     // a row the item does not have (`rowCount` rows on screen), for rows that
     // can no longer change, or to end an ended exam. `key` and `modifiers`
@@ -170,6 +174,23 @@ public:
     static Status StatusOf(const Question& question);
     static QList<RowMark> RowMarks(const Question& question);
 
+    // A retake's exam, loaded afresh: the items `numbers` (the file's item
+    // numbers) of the exam file at `path`, in the file's order, its clock
+    // scaled by ScaledMinutes. Refused, without an exam, when the file's
+    // SHA-256 is not `expectedDigest` (it changed since that attempt, or
+    // cannot be read), when it does not load, or when none of the numbers is
+    // in it: `refusal` is then the message to show with its box style and
+    // placeholder values.
+    struct Retake
+    {
+        std::shared_ptr<Exam> exam;
+        QList<qint16> original; // the kept items' numbers in the file
+        QByteArray digest;
+        QString refusal;
+        int style = 0;
+        QVariantList values;
+    };
+    static Retake LoadRetake(const QString& path, const QByteArray& expectedDigest, const QList<qint16>& numbers);
     // Keeps only the items whose Number is in `numbers`, in their order, and
     // numbers them 1..n; returns the kept items' former numbers.
     static QList<qint16> RestrictTo(Exam& exam, const QList<qint16>& numbers);

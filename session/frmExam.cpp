@@ -1,8 +1,8 @@
 #include "session/frmExam.h"
 
-#include "model/Error.h"
 #include "model/Exam.h"
 #include "model/FileDigest.h"
+#include "session/ClockDisplay.h"
 #include "session/QuestionPanel.h"
 #include "session/frmExhibit.h"
 #include "session/frmExplain.h"
@@ -15,7 +15,6 @@
 #include "shell/frmShortcuts.h"
 
 #include <QAbstractSpinBox>
-#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -25,19 +24,16 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QScopeGuard>
 #include <QShortcut>
 #include <QTextEdit>
 #include <QTimer>
 
 namespace {
 
-// Page design, in twips where it is a length.
-constexpr qint32 MarkTop = 120;
+// Page design.
 constexpr qreal PageFontPoints = 12;
 constexpr int ButtonWidthPx = 120;
 constexpr int ButtonHeightPx = 34;
-constexpr int NoteMilliseconds = 6000;
 
 // Whether `widget` takes typed text, and so keeps every key to itself.
 bool IsTextField(const QWidget* widget)
@@ -48,19 +44,6 @@ bool IsTextField(const QWidget* widget)
         return combo->isEditable();
     return qobject_cast<const QLineEdit*>(widget) || qobject_cast<const QTextEdit*>(widget)
         || qobject_cast<const QPlainTextEdit*>(widget) || qobject_cast<const QAbstractSpinBox*>(widget);
-}
-
-// A warning colour readable on `background`, light or dark.
-QColor WarningColor(const QColor& background)
-{
-    return background.lightness() < 128 ? QColor(255, 138, 101) : QColor(179, 38, 30);
-}
-
-QRect ToPixels(const TwipsRect& rect)
-{
-    const int left = Twips::ToPixels(rect.Left);
-    const int top = Twips::ToPixels(rect.Top);
-    return QRect(left, top, Twips::ToPixels(rect.Right) - left, Twips::ToPixels(rect.Bottom) - top);
 }
 
 QPushButton* MakeButton(const QString& caption, const char* name, QWidget* parent)
@@ -103,33 +86,12 @@ void frmExam::BuildPage()
     m_chkMarked->setFont(pageFont);
     m_chkMarked->setAccessibleDescription(tr("Marked items can be revisited from the review list"));
 
-    m_lblTime = new QLabel(this);
-    m_lblTime->setObjectName(QStringLiteral("lblTime"));
     QFont timeFont = pageFont;
     timeFont.setBold(true);
-    m_lblTime->setFont(timeFont);
-    m_lblTime->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    // Wide enough for any clock up to 99 hours, so the text never shifts.
-    m_lblTime->resize(QFontMetrics(timeFont).horizontalAdvance(QStringLiteral("Time Remaining:  00:00:00")) + 8,
-        m_lblTime->sizeHint().height());
-    m_chkMarked->resize(m_chkMarked->sizeHint().width(), qMax(m_chkMarked->sizeHint().height(), m_lblTime->height()));
-    m_lblTime->resize(m_lblTime->width(), m_chkMarked->height());
-
-    m_lblNote = new QLabel(this);
-    m_lblNote->setObjectName(QStringLiteral("lblNote"));
-    m_lblNote->setFont(timeFont);
-    m_lblNote->setFrameStyle(QFrame::Box | QFrame::Plain);
-    m_lblNote->setMargin(6);
-    m_lblNote->setAutoFillBackground(true);
-    m_lblNote->setBackgroundRole(QPalette::ToolTipBase);
-    m_lblNote->setForegroundRole(QPalette::ToolTipText);
-    m_lblNote->setFocusPolicy(Qt::NoFocus);
-    m_lblNote->hide();
-    m_tmrNote = new QTimer(this);
-    m_tmrNote->setObjectName(QStringLiteral("tmrNote"));
-    m_tmrNote->setSingleShot(true);
-    m_tmrNote->setInterval(NoteMilliseconds);
-    connect(m_tmrNote, &QTimer::timeout, m_lblNote, &QWidget::hide);
+    m_clock = new ClockDisplay(timeFont, this);
+    QLabel* time = m_clock->TimeLabel();
+    m_chkMarked->resize(m_chkMarked->sizeHint().width(), qMax(m_chkMarked->sizeHint().height(), time->height()));
+    time->resize(time->width(), m_chkMarked->height());
 
     m_picBorder = new QuestionPanel(m_chkMarked, this);
     connect(m_picBorder, &QuestionPanel::labelClicked, this, &frmExam::LabelClicked);
@@ -148,6 +110,7 @@ void frmExam::BuildPage()
     connect(m_cmdPrev, &QPushButton::clicked, this, &frmExam::cmdPrev_Click);
     connect(m_cmdExhibit, &QPushButton::clicked, this, &frmExam::cmdExhibit_Click);
     connect(m_cmdReview, &QPushButton::clicked, this, &frmExam::cmdReview_Click);
+    m_page = PageArranger({ this, m_chkMarked, time, m_picBorder, m_cmdNext, m_cmdPrev, m_cmdExhibit, m_cmdReview });
 
     // The mark box, the options and the information panel (the panel's own
     // order), then the buttons from left to right.
@@ -196,29 +159,13 @@ void frmExam::StartStudy(const QList<qint16>& onlyNumbers)
 
 void frmExam::StartRetake(const QString& examPath, const QByteArray& expectedDigest, const QList<qint16>& numbers)
 {
-    const QByteArray digest = FileSha256(examPath);
-    if (digest.isEmpty() || digest != expectedDigest) {
-        ShowMessage(QStringLiteral("The exam file {1} cannot be read or has changed since that attempt, so its missed "
-                                   "items cannot be retaken."),
-            48, { examPath });
+    const ExamSession::Retake retake = ExamSession::LoadRetake(examPath, expectedDigest, numbers);
+    if (!retake.exam) {
+        ShowMessage(retake.refusal, retake.style, retake.values);
         return;
     }
-    auto exam = std::make_shared<Exam>();
-    try {
-        exam->Load(examPath);
-    } catch (const Error& error) {
-        ShowMessage(QStringLiteral("The exam file {1} cannot be read:{CRLF}{2}"), 16, { examPath, error.Description() });
-        return;
-    }
-    const qsizetype total = exam->Questions().Count();
-    const QList<qint16> original = ExamSession::RestrictTo(*exam, numbers);
-    if (original.isEmpty()) {
-        ShowMessage(QStringLiteral("There are no missed items to retake."), 64);
-        return;
-    }
-    exam->SetDuration(ExamSession::ScaledMinutes(exam->Duration(), total, original.size()));
-    CurrentExam() = exam;
-    Begin(ExamSession::Kind::Retake, original, digest);
+    CurrentExam() = retake.exam;
+    Begin(ExamSession::Kind::Retake, retake.original, retake.digest);
 }
 
 void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByteArray digest)
@@ -240,22 +187,16 @@ void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByte
     // The same window may serve a second sitting: back to the taking state and
     // an empty page, which the first GotoQuestion saves over item 1.
     m_picBorder->SetInfoVisible(m_session.IsStudy());
-    m_lblTime->setVisible(!m_session.IsStudy());
+    m_clock->Reset(m_session.SecondsRemaining(), !m_session.IsStudy());
     m_cmdReview->setEnabled(true);
     m_picBorder->ClearChoices();
     m_chkMarked->setChecked(false);
-    m_tmrNote->stop();
-    m_lblNote->hide();
-    ShowLowTime(false);
-    m_lblTime->setText(
-        FormatText(QStringLiteral("Time Remaining:  {1}"), { FormatDuration(qMax<qint32>(m_session.SecondsRemaining(), 0)) }));
-    m_lblTime->setAccessibleName(m_lblTime->text());
 
     m_textScale = DisplaySettings::StoredTextScale();
     m_picBorder->SetTextScale(m_textScale);
     const TwipsRect area = GetWorkArea();
-    setGeometry(ToPixels(area));
-    ArrangePage();
+    setGeometry(PageArranger::ToPixels(area));
+    m_page.ArrangePage();
     GotoQuestion(1);
 
     if (m_catalogue)
@@ -274,22 +215,20 @@ void frmExam::Begin(ExamSession::Kind kind, const QList<qint16>& original, QByte
 void frmExam::GotoQuestion(qint16 index)
 {
     const bool focusOnChoice = m_picBorder->HasChoiceFocus();
-    {
-        // Rows of the new item are built out of sight and drawn once.
-        const bool updates = updatesEnabled();
-        setUpdatesEnabled(false);
-        const auto restore = qScopeGuard([this, updates] { setUpdatesEnabled(updates); });
-        if (m_session.CurrentIndex() > 0)
-            SaveAnswer();
-        m_session.SetCurrentIndex(index);
-        ClearChoices();
-        DisplayQuestion(CurrentQuestion());
-        m_cmdPrev->setEnabled(m_session.PrevEnabledAfterGoto());
-        if (m_session.ShowsStatus())
-            ShowStatus();
-        else if (m_session.IsStudy())
-            m_picBorder->ShowCheck();
-    }
+    // Updates stay on: nothing is painted before the event loop runs, and
+    // then only what changed. Turning them off and on again would repaint the
+    // whole window twice per item (the window as one opaque area, then the
+    // rows over it), four times the pixels and a wait on the painting threads.
+    if (m_session.CurrentIndex() > 0)
+        SaveAnswer();
+    m_session.SetCurrentIndex(index);
+    ClearChoices();
+    DisplayQuestion(CurrentQuestion());
+    m_cmdPrev->setEnabled(m_session.PrevEnabledAfterGoto());
+    if (m_session.ShowsStatus())
+        ShowStatus();
+    else if (m_session.IsStudy())
+        m_picBorder->ShowCheck();
     // Keyboard users stay among the options: the new item's first one.
     if (focusOnChoice)
         m_picBorder->FocusFirstChoice();
@@ -321,7 +260,7 @@ void frmExam::DisplayQuestion(Question& question)
     m_cmdExhibit->setVisible(question.HasExhibit());
     m_chkMarked->setEnabled(m_session.MarkEnabled());
     // The page is arranged afresh: the information panel goes home too.
-    ArrangeButtons();
+    m_page.ArrangeButtons();
     m_picBorder->HomeInfo();
 }
 
@@ -412,11 +351,7 @@ void frmExam::cmdPrev_Click()
 
 void frmExam::cmdReview_Click()
 {
-    SaveAnswer();
     OpenReviewList();
-    if (CurrentExam() && CurrentExam()->IsEnded())
-        StartPostExamReview();
-    RetakeIfAsked();
 }
 
 void frmExam::cmdCheck_Click()
@@ -431,7 +366,9 @@ void frmExam::cmdCheck_Click()
 
 void frmExam::cmdExhibit_Click()
 {
-    OpenExhibit(CurrentQuestion().Exhibit());
+    if (!m_exhibit)
+        m_exhibit = new frmExhibit(this);
+    m_exhibit->Open(CurrentQuestion().Exhibit());
 }
 
 void frmExam::cmdWhy_Click()
@@ -445,14 +382,8 @@ void frmExam::cmdWhy_Click()
 void frmExam::Tick()
 {
     const ExamSession::TickResult tick = m_session.Tick();
-    if (tick.action == ExamSession::TickResult::ShowTime) {
-        m_lblTime->setText(tick.label);
-        // Assistive technology hears the time at most once a minute, every
-        // second of the last one; an own name keeps each tick's text quiet.
-        if (tick.announce)
-            m_lblTime->setAccessibleName(tick.label);
-        ShowLowTime(tick.lowTimeCue);
-    }
+    if (tick.action == ExamSession::TickResult::ShowTime)
+        m_clock->Show(tick, m_session.IsLowTime());
     if (tick.action != ExamSession::TickResult::AskForMoreTime
         || m_session.AnswerTimeQuestion(AskForMoreTime() == MessageSeam::Yes) == ExamSession::TimeAnswer::Continue)
         return;
@@ -487,15 +418,10 @@ void frmExam::StartPostExamReview()
     m_session.StartPostExamReview();
     m_tmrTimer->stop();
     m_picBorder->SetInfoVisible(true);
-    m_lblTime->hide();
-    m_tmrNote->stop();
-    m_lblNote->hide();
+    m_clock->Stop();
     // Show the item on screen as the model holds it: read-only, with its
     // status. After a time-out the page may still show an unsaved choice that
     // the score did not see; it must not look as if it counted.
-    const bool updates = updatesEnabled();
-    setUpdatesEnabled(false);
-    const auto restore = qScopeGuard([this, updates] { setUpdatesEnabled(updates); });
     ClearChoices();
     DisplayQuestion(CurrentQuestion());
     ShowStatus();
@@ -542,22 +468,6 @@ void frmExam::CloseExhibit()
     }
 }
 
-void frmExam::OpenExhibit(const QString& fileName)
-{
-    if (!m_exhibit)
-        m_exhibit = new frmExhibit(this);
-    try {
-        m_exhibit->SetExhibit(fileName);
-    } catch (...) {
-        ShowMessage(QStringLiteral("The exhibit cannot be displayed because required files are missing or corrupt. "
-                                   "Please reinstall the exam pack."),
-            16);
-        return;
-    }
-    m_exhibit->show();
-    m_exhibit->raise();
-}
-
 void frmExam::OpenExplanation(qint16 number)
 {
     frmExplain explain(this);
@@ -573,24 +483,30 @@ void frmExam::OpenExplanation(qint16 number)
 
 void frmExam::OpenReviewList(bool askToEnd)
 {
-    frmReview review(*CurrentExam(), this);
-    if (askToEnd)
-        QTimer::singleShot(0, &review, &frmReview::cmdEnd_Click);
-    connect(&review, &frmReview::reviewAllRequested, this, [this] {
-        m_session.SetReviewMode(ExamSession::Review::All);
-        GotoQuestion(1);
-    });
-    connect(&review, &frmReview::reviewMarkedRequested, this, [this] {
-        m_session.SetReviewMode(ExamSession::Review::Marked);
-        GotoFirstMarked();
-    });
-    connect(&review, &frmReview::gotoRequested, this, [this](qint16 index) { GotoQuestion(index); });
-    connect(&review, &frmReview::examEnded, this, [this] {
-        GotoQuestion(1);
-        EndSitting();
-    });
-    connect(&review, &frmReview::retakeRequested, this, [this] { m_retakeAsked = true; });
-    review.exec();
+    SaveAnswer();
+    {
+        frmReview review(*CurrentExam(), this);
+        if (askToEnd)
+            QTimer::singleShot(0, &review, &frmReview::cmdEnd_Click);
+        connect(&review, &frmReview::reviewAllRequested, this, [this] {
+            m_session.SetReviewMode(ExamSession::Review::All);
+            GotoQuestion(1);
+        });
+        connect(&review, &frmReview::reviewMarkedRequested, this, [this] {
+            m_session.SetReviewMode(ExamSession::Review::Marked);
+            GotoFirstMarked();
+        });
+        connect(&review, &frmReview::gotoRequested, this, [this](qint16 index) { GotoQuestion(index); });
+        connect(&review, &frmReview::examEnded, this, [this] {
+            GotoQuestion(1);
+            EndSitting();
+        });
+        connect(&review, &frmReview::retakeRequested, this, [this] { m_retakeAsked = true; });
+        review.exec();
+    }
+    if (CurrentExam() && CurrentExam()->IsEnded())
+        StartPostExamReview();
+    RetakeIfAsked();
 }
 
 void frmExam::OpenReport()
@@ -603,50 +519,10 @@ void frmExam::OpenReport()
 // ---------------------------------------------------------------------------
 // Geometry
 
-PageGeometry::PageInput frmExam::MeasurePage() const
-{
-    PageGeometry::PageInput in;
-    in.WindowInnerWidth = Twips::FromPixels(width());
-    in.WindowInnerHeight = Twips::FromPixels(height());
-    in.MarkTop = MarkTop;
-    in.MarkHeight = Twips::FromPixels(m_chkMarked->height());
-    in.FrameBorder = Twips::FromPixels(m_picBorder->frameWidth());
-    in.ScrollBarWidth = m_picBorder->ScrollBarWidth();
-    in.TimeWidth = Twips::FromPixels(m_lblTime->width());
-    in.InfoWidth = m_picBorder->InfoWidth();
-    in.InfoHeight = m_picBorder->InfoHeight();
-    in.ButtonHeight = Twips::FromPixels(m_cmdNext->height());
-    in.ReviewWidth = Twips::FromPixels(m_cmdReview->width());
-    in.ExhibitVisible = !m_cmdExhibit->isHidden();
-    return in;
-}
-
 void frmExam::resizeEvent(QResizeEvent* event)
 {
     QWidget::resizeEvent(event);
-    ArrangePage();
-}
-
-void frmExam::ArrangePage()
-{
-    m_layout = PageGeometry::LayoutPage(MeasurePage());
-    m_picBorder->setGeometry(ToPixels(m_layout.Frame));
-    m_chkMarked->move(Twips::ToPixels(m_layout.MarkLeft), Twips::ToPixels(MarkTop));
-    m_lblTime->move(Twips::ToPixels(m_layout.TimeLeft), Twips::ToPixels(MarkTop));
-    m_picBorder->Arrange(m_layout);
-    ArrangeButtons();
-}
-
-void frmExam::ArrangeButtons()
-{
-    const PageGeometry::PageInput in = MeasurePage();
-    m_layout.Buttons = PageGeometry::LayoutButtons(m_layout.Frame.Left, m_layout.Frame.Width(), in.WindowInnerHeight,
-        in.ButtonHeight, in.ReviewWidth, in.ExhibitVisible);
-    const int top = Twips::ToPixels(m_layout.Buttons.Top);
-    m_cmdNext->move(Twips::ToPixels(m_layout.Buttons.NextLeft), top);
-    m_cmdPrev->move(Twips::ToPixels(m_layout.Buttons.PrevLeft), top);
-    m_cmdExhibit->move(Twips::ToPixels(m_layout.Buttons.ExhibitLeft), top);
-    m_cmdReview->move(Twips::ToPixels(m_layout.Buttons.ReviewLeft), top);
+    m_page.ArrangePage();
 }
 
 // ---------------------------------------------------------------------------
@@ -654,33 +530,14 @@ void frmExam::ArrangeButtons()
 
 void frmExam::keyPressEvent(QKeyEvent* event)
 {
-    switch (event->key()) {
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-        // In study mode Enter checks an item not yet checked.
-        if (m_session.IsStudy() && !m_session.ShowsStatus() && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
-            cmdCheck_Click();
-            return;
-        }
-        if (m_cmdNext->isEnabled() && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
-            m_cmdNext->click();
-            return;
-        }
-        break;
-    case Qt::Key_PageDown:
-    case Qt::Key_PageUp:
+    if (event->key() == Qt::Key_PageDown || event->key() == Qt::Key_PageUp)
         m_picBorder->ScrollPage(event->key() == Qt::Key_PageDown);
-        return;
-    default:
-        if (RunKey(event->key(), event->modifiers()))
-            return;
-        break;
-    }
-    QWidget::keyPressEvent(event);
+    else if (!RunKey(event->key(), event->modifiers()))
+        QWidget::keyPressEvent(event);
 }
 
 // ---------------------------------------------------------------------------
-// Keys, strike-out and the low-time cue
+// Keys and strike-out
 
 bool frmExam::RunKey(int key, Qt::KeyboardModifiers modifiers)
 {
@@ -711,19 +568,13 @@ bool frmExam::RunKey(int key, Qt::KeyboardModifiers modifiers)
             m_cmdPrev->click();
         return true;
     case ExamSession::KeyCommand::End:
-        EndByKey();
+        OpenReviewList(true);
+        return true;
+    case ExamSession::KeyCommand::Check:
+        cmdCheck_Click();
         return true;
     }
     return false;
-}
-
-void frmExam::EndByKey()
-{
-    SaveAnswer();
-    OpenReviewList(true);
-    if (CurrentExam() && CurrentExam()->IsEnded())
-        StartPostExamReview();
-    RetakeIfAsked();
 }
 
 void frmExam::ToggleStrike(qint32 index)
@@ -736,26 +587,4 @@ void frmExam::ShowStruck()
 {
     for (qint32 row = 1; row <= m_picBorder->RowCount(); ++row)
         m_picBorder->SetStruck(row, m_session.IsStruck(row));
-}
-
-void frmExam::ShowLowTime(bool cue)
-{
-    // An empty palette inherits the window's again, theme changes included.
-    QPalette palette;
-    if (m_session.IsLowTime())
-        palette.setColor(QPalette::WindowText, WarningColor(this->palette().color(QPalette::Window)));
-    m_lblTime->setPalette(palette);
-    if (!cue)
-        return;
-    const qint32 minutes = (m_session.SecondsRemaining() + 59) / 60;
-    m_lblNote->setText(minutes == 1 ? tr("1 minute remains.") : tr("%1 minutes remain.").arg(minutes));
-    m_lblNote->setAccessibleName(m_lblNote->text());
-    m_lblNote->adjustSize();
-    // Under the time label, right-aligned with it; never given the focus.
-    m_lblNote->move(m_lblTime->geometry().right() - m_lblNote->width(), m_lblTime->geometry().bottom() + 4);
-    m_lblNote->show();
-    m_lblNote->raise();
-    QAccessibleEvent alert(m_lblNote, QAccessible::Alert);
-    QAccessible::updateAccessibility(&alert);
-    m_tmrNote->start();
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "session/ExamSession.h"
-#include "session/PageGeometry.h"
+#include "session/PageArranger.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -12,6 +12,7 @@ class QCheckBox;
 class QLabel;
 class QPushButton;
 class QTimer;
+class ClockDisplay;
 class QuestionPanel;
 class frmExhibit;
 
@@ -21,8 +22,9 @@ class frmExhibit;
 //
 // The rules of the sitting are ExamSession's; this window maps its answers
 // onto widgets. The page is written back into the model only by SaveAnswer,
-// which runs on every change of item. The geometry comes from PageGeometry
-// in twips; the bordered question area is a QuestionPanel.
+// which runs on every change of item. PageArranger places the widgets where
+// PageGeometry says; the bordered question area is a QuestionPanel and the
+// time with its low-time note a ClockDisplay.
 class frmExam : public QWidget
 {
     Q_OBJECT
@@ -127,14 +129,9 @@ private:
     void BoxChecked(qint32 index);
     void LabelClicked(qint32 index);
 
-    // Geometry: the whole page on a resize, the button row after each item.
-    PageGeometry::PageInput MeasurePage() const;
-    void ArrangePage();
-    void ArrangeButtons();
 
     // The windows this one opens; each is kept to one small function.
     void CloseExhibit();
-    void OpenExhibit(const QString& fileName);
     void OpenExplanation(qint16 number);
     // `askToEnd`: the list opens with its End Exam already pressed, so the
     // candidate answers its confirmation.
@@ -144,21 +141,15 @@ private:
 
     // The sitting's keys (ExamSession::KeyCommandFor): true when one acted.
     bool RunKey(int key, Qt::KeyboardModifiers modifiers);
-    void EndByKey();
     void ToggleStrike(qint32 index);
     void ShowStruck();
-    // The time label's warning colour while time is low, and the short note
-    // at the cue.
-    void ShowLowTime(bool cue);
 
     QPointer<QWidget> m_catalogue;
 
     ExamSession m_session;
 
     QCheckBox* m_chkMarked = nullptr;
-    QLabel* m_lblTime = nullptr;
-    QLabel* m_lblNote = nullptr; // the low-time note, shown a few seconds
-    QTimer* m_tmrNote = nullptr;
+    ClockDisplay* m_clock = nullptr; // lblTime and the low-time note
     QuestionPanel* m_picBorder = nullptr;
     QPushButton* m_cmdNext = nullptr;
     QPushButton* m_cmdPrev = nullptr;
@@ -166,7 +157,7 @@ private:
     QPushButton* m_cmdReview = nullptr;
     QTimer* m_tmrTimer = nullptr;
     QPointer<frmExhibit> m_exhibit;
-    PageGeometry::PageLayout m_layout;
+    PageArranger m_page;
     SittingResult m_result;
     bool m_retakeAsked = false;
     qint32 m_textScale = 100;

@@ -4,6 +4,7 @@
 #include "model/Error.h"
 #include "model/Exam.h"
 #include "model/IO.h"
+#include "shell/Common.h"
 #include "shell/Globals.h"
 
 #include <QFile>
@@ -162,6 +163,20 @@ void frmExhibit::SetExhibit(const QString& fileName)
     } catch (...) {
         Error::Rethrow(SrcSetExhibit);
     }
+}
+
+void frmExhibit::Open(const QString& fileName)
+{
+    try {
+        SetExhibit(fileName);
+    } catch (...) {
+        ShowMessage(QStringLiteral("The exhibit cannot be displayed because required files are missing or corrupt. "
+                                   "Please reinstall the exam pack."),
+            16);
+        return;
+    }
+    show();
+    raise();
 }
 
 void frmExhibit::ApplyLayout(const ExhibitLayout& layout, QSize pictureSize)

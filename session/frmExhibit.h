@@ -26,6 +26,10 @@ public:
     // picture", both from "frmExhibit::SetExhibit()"; the path is remembered
     // either way, the window is otherwise left as it was.
     void SetExhibit(const QString& fileName);
+    // SetExhibit, then the window shown modeless and raised; when the picture
+    // cannot be loaded, the message that the exam pack needs reinstalling
+    // instead, the window left as it was.
+    void Open(const QString& fileName);
     // The full path given to the last SetExhibit.
     QString Exhibit() const { return m_exhibit; }
 

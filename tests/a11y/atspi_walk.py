@@ -1,17 +1,7 @@
-"""Walks Practorium's windows the way a screen reader meets them.
-
-Started by atspi-check.sh in a private D-Bus session on a virtual display. It
-runs the program twice with its accessibility bridge on and drives it only by
-AT-SPI press actions, as a screen reader does:
-
-  catalogue: main window, About box, History window, download window
-  sitting:   item page, exhibit, review list, end confirmation, score report,
-             post-exam page (the verdict announced item by item), explanation
-
-At each stop it walks the program's whole tree and fails on any control that
-is shown, can take the keyboard focus and has no accessible name. Every wait
-polls the tree until a deadline (ATSPI_WAIT seconds, default 30), so nothing
-depends on the machine's speed. ATSPI_VERBOSE=1 lists every control checked.
+"""Walks Practorium's windows the way a screen reader meets them: started by
+atspi-check.sh, it runs the program twice, drives it only by AT-SPI press
+actions and fails on any shown focusable control without an accessible name.
+Every wait polls until a deadline (ATSPI_WAIT seconds, default 30).
 
 usage: atspi_walk.py PROGRAM
 """
@@ -26,12 +16,7 @@ import pyatspi
 from gi.repository import GLib
 
 WAIT = float(os.environ.get("ATSPI_WAIT", "30"))
-VERBOSE = os.environ.get("ATSPI_VERBOSE") == "1"
 PRESSABLE = {pyatspi.ROLE_PUSH_BUTTON, pyatspi.ROLE_LINK, pyatspi.ROLE_CHECK_BOX, pyatspi.ROLE_RADIO_BUTTON}
-
-
-class Failed(Exception):
-    pass
 
 
 def safe(call, default=None):
@@ -73,94 +58,69 @@ class Program:
         self.app = None
         self.unnamed = []
 
-    def close(self):
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait()
-
     def poll(self, what, probe):
         """probe()'s first true answer, or a failure after WAIT seconds."""
         deadline = time.monotonic() + WAIT
         while True:
             if self.process.poll() is not None:
-                raise Failed("the program ended (status %d) while waiting for %s" % (self.process.returncode, what))
+                raise SystemExit("FAIL: the program ended (status %d) while waiting for %s" % (self.process.returncode, what))
             if self.app is not None:
                 safe(self.app.clearCache)
             found = probe()
             if found:
                 return found
             if time.monotonic() > deadline:
-                raise Failed("no %s after %.0f seconds" % (what, WAIT))
+                raise SystemExit("FAIL: no %s after %.0f seconds" % (what, WAIT))
             time.sleep(0.2)
 
-    def find_app(self):
-        desktop = pyatspi.Registry.getDesktop(0)
-        mine = lambda: next((a for a in children(desktop) if safe(a.get_process_id) == self.process.pid), None)
-        self.app = self.poll("Practorium on the accessibility bus", mine)
-
     def window(self, pattern):
-        """The shown top-level window whose name matches `pattern`."""
-        wanted = re.compile(pattern)
-        shown = lambda: next(
-            (w for w in children(self.app) if has(w, pyatspi.STATE_SHOWING) and wanted.search(name_of(w))), None
-        )
+        shown = lambda: next((w for w in children(self.app)
+                              if has(w, pyatspi.STATE_SHOWING) and re.search(pattern, name_of(w))), None)
         return self.poll("window matching /%s/" % pattern, shown)
 
     def control(self, window, name, roles=PRESSABLE):
-        found = lambda: next(
-            (a for a, _ in walk(window)
-             if safe(a.getRole) in roles and name_of(a) == name and has(a, pyatspi.STATE_SHOWING)),
-            None,
-        )
+        found = lambda: next((a for a, _ in walk(window) if safe(a.getRole) in roles and name_of(a) == name
+                              and has(a, pyatspi.STATE_SHOWING)), None)
         return self.poll("control '%s' in '%s'" % (name, name_of(window)), found)
 
     def press(self, window, name):
         action = self.control(window, name).queryAction()
         names = [action.getName(i).lower() for i in range(action.nActions)]
         if "press" not in names:
-            raise Failed("'%s' offers no press action (only %s)" % (name, names))
+            raise SystemExit("FAIL: '%s' offers no press action (only %s)" % (name, names))
         action.doAction(names.index("press"))
 
     def announced_after(self, window, name, wanted):
         """Presses `name`; the label names among `wanted` announced after it."""
-        heard = []
+        heard, kind, context = [], "object:property-change:accessible-name", GLib.MainContext.default()
 
         def listener(event):
             if safe(event.source.getRole) == pyatspi.ROLE_LABEL:
                 heard.append(name_of(event.source))
 
-        kind = "object:property-change:accessible-name"
+        def probe():
+            while context.pending():
+                context.iteration(False)
+            return [text for text in heard if text in wanted]
+
         pyatspi.Registry.registerEventListener(listener, kind)
         try:
             self.press(window, name)
-            context = GLib.MainContext.default()
-
-            def probe():
-                while context.pending():
-                    context.iteration(False)
-                return [text for text in heard if text in wanted]
-
             return self.poll("a label announcing one of %s" % (wanted,), probe)
         finally:
             pyatspi.Registry.deregisterEventListener(listener, kind)
 
     def check(self, stop):
-        """Lists the shown, focusable controls and keeps those without a name."""
         self.app.clearCache()
-        focusable = [
-            (acc, path)
-            for window in children(self.app) if has(window, pyatspi.STATE_SHOWING)
-            for acc, path in walk(window, (name_of(window),)) if has(acc, pyatspi.STATE_FOCUSABLE)
-        ]
-        unnamed = [" > ".join(path) for acc, path in focusable if not name_of(acc).strip()]
-        print("%-20s %3d focusable controls, %d without a name" % (stop, len(focusable), len(unnamed)))
-        for acc, path in focusable:
-            if VERBOSE or not name_of(acc).strip():
-                print("    " + " > ".join(path))
+        focusable = [path for window in children(self.app) if has(window, pyatspi.STATE_SHOWING)
+                     for acc, path in walk(window, (name_of(window),))
+                     if has(acc, pyatspi.STATE_FOCUSABLE) and not name_of(acc).strip()]
+        unnamed = [" > ".join(path) for path in focusable]
+        print("%-20s %d focusable controls without a name%s" % (stop, len(unnamed), "".join("\n    " + u for u in unnamed)))
         self.unnamed += unnamed
 
     def visit(self, window, opener, title, stop, closer=None):
-        """Presses `opener`, checks the window titled /`title`/ that opens and
+        """Presses `opener`, checks the window titled /`title`/ that opens,
         presses its `closer`; the window."""
         self.press(window, opener)
         shown = self.window(title)
@@ -178,8 +138,7 @@ def catalogue(p):
     p.visit(main, "History", r"^History$", "history window", "Close")
     download = p.visit(main, "Download exams", r"^Download Exams$", "download window")
     # Not focusable, but it tells its name and value.
-    value = p.control(download, "Download progress", {pyatspi.ROLE_PROGRESS_BAR}).queryValue()
-    print("progress bar: %g of %g..%g" % (value.currentValue, value.minimumValue, value.maximumValue))
+    p.control(download, "Download progress", {pyatspi.ROLE_PROGRESS_BAR}).queryValue()
 
 
 def sitting(p):
@@ -193,8 +152,7 @@ def sitting(p):
         p.press(exam, "Next")
         p.poll("the next item", lambda: name_of(exam) != before)
     p.visit(exam, "Exhibit", r"^Exhibit$", "exhibit window", "Close")
-    review = p.visit(exam, "Review", r"^Item Review - ", "review list")
-    p.press(review, "End Exam")
+    p.press(p.visit(exam, "Review", r"^Item Review - ", "review list"), "End Exam")
     box = p.window(r"^Practorium$")
     p.control(box, "Yes")
     p.check("end confirmation")
@@ -211,18 +169,18 @@ def main():
         print(__doc__, file=sys.stderr)
         return 2
     unnamed = []
-    try:
-        for run in (catalogue, sitting):
-            program = Program(sys.argv[1])
-            try:
-                program.find_app()
-                run(program)
-                unnamed += program.unnamed
-            finally:
-                program.close()
-    except Failed as failure:
-        print("FAIL: %s" % failure, file=sys.stderr)
-        return 1
+    for run in (catalogue, sitting):  # a failed wait ends the walk with its reason
+        program = Program(sys.argv[1])
+        try:
+            desktop = pyatspi.Registry.getDesktop(0)
+            program.app = program.poll("Practorium on the accessibility bus", lambda: next(
+                (a for a in children(desktop) if safe(a.get_process_id) == program.process.pid), None))
+            run(program)
+            unnamed += program.unnamed
+        finally:
+            if program.process.poll() is None:
+                program.process.kill()
+            program.process.wait()
     if unnamed:
         print("FAIL: %d focusable controls have no accessible name" % len(unnamed), file=sys.stderr)
         return 1

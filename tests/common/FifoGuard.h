@@ -13,8 +13,7 @@
 
 namespace TestUtil {
 
-// Makes a FIFO at `path`, or fails the program: the tests that use one
-// cannot say anything without it.
+// Makes a FIFO at `path`, or fails the program: the tests that use one cannot say anything without it.
 inline QString MakeFifo(const QString& path)
 {
     if (::mkfifo(QFile::encodeName(path).constData(), 0600) != 0)
@@ -22,10 +21,9 @@ inline QString MakeFifo(const QString& path)
     return path;
 }
 
-// The error `call` raises, for a call that opens `fifo` and must never block
-// on it. When the call has not returned after 10 s it is taken as stuck in
-// the open: a writer that comes and goes releases it, and the result is
-// error number -1, so a regression fails instead of hanging the suite.
+// The error `call` raises, for a call that opens `fifo` and must never block on it. When the call has not returned
+// after 10 s it is taken as stuck in the open: a writer that comes and goes releases it, and the result is error number
+// -1, so a regression fails instead of hanging the suite.
 template <typename Call>
 Error RaisedWithoutBlocking(const QString& fifo, Call call)
 {

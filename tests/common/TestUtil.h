@@ -19,9 +19,8 @@ inline QByteArray ReadAll(const QString& path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// Writes `bytes` to `path` (its folder made when missing), replacing what was
-// there, and returns the path; a fixture that cannot be written ends the
-// program, since no test can say anything without it.
+// Writes `bytes` to `path` (its folder made when missing), replacing what was there, and returns the path; a fixture
+// that cannot be written ends the program, since no test can say anything without it.
 inline QString WriteFile(const QString& path, const QByteArray& bytes)
 {
     QDir().mkpath(QFileInfo(path).path());
@@ -31,9 +30,8 @@ inline QString WriteFile(const QString& path, const QByteArray& bytes)
     return path;
 }
 
-// Puts an executable `name` into `folder` that records its first argument in
-// `record`, written aside and renamed so a reader never sees half of it: a
-// stand-in for a program such as xdg-open. False when it cannot be written.
+// Puts an executable `name` into `folder` that records its first argument in `record`, written aside and renamed so a
+// reader never sees half of it: a stand-in for a program such as xdg-open. False when it cannot be written.
 inline bool WriteRecordingTool(const QString& folder, const QString& name, const QString& record)
 {
     QFile tool(folder + QLatin1Char('/') + name);
@@ -44,8 +42,8 @@ inline bool WriteRecordingTool(const QString& folder, const QString& name, const
     return tool.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
-// How a program run ended. ExitCode is -1 when it crashed or had to be
-// killed after ten seconds (then Finished is false too).
+// How a program run ended. ExitCode is -1 when it crashed or had to be killed after ten seconds (then Finished is false
+// too).
 struct RunResult
 {
     bool Finished = false;
@@ -54,8 +52,8 @@ struct RunResult
     QByteArray Err;
 };
 
-// Runs `program` in `folder` (default: this one) with "NAME=value" entries of
-// `environment` added to this program's environment.
+// Runs `program` in `folder` (default: this one) with "NAME=value" entries of `environment` added to this program's
+// environment.
 inline RunResult Run(const QString& program, const QStringList& arguments, const QString& folder = {},
     const QStringList& environment = {})
 {
@@ -66,17 +64,13 @@ inline RunResult Run(const QString& program, const QStringList& arguments, const
     process.setProcessEnvironment(variables);
     process.setWorkingDirectory(folder);
     process.start(program, arguments);
-    RunResult result;
-    result.Finished = process.waitForFinished(10000);
-    if (!result.Finished) {
+    const bool finished = process.waitForFinished(10000);
+    if (!finished) {
         process.kill();
         process.waitForFinished();
     }
-    if (result.Finished && process.exitStatus() == QProcess::NormalExit)
-        result.ExitCode = process.exitCode();
-    result.Out = process.readAllStandardOutput();
-    result.Err = process.readAllStandardError();
-    return result;
+    const bool normal = finished && process.exitStatus() == QProcess::NormalExit;
+    return { finished, normal ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError() };
 }
 
 // The error a call raises; number 0 when it raises none.

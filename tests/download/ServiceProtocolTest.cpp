@@ -13,20 +13,13 @@ using Kind = ServiceProtocol::Step::Kind;
 QString Line(const ServiceProtocol::Step& step)
 {
     switch (step.Action) {
-    case Kind::ShowStatus:
-        return "status: " + step.Text;
-    case Kind::ShowError:
-        return QStringLiteral("box %1: ").arg(step.Style) + ExpandTemplate(step.Text, step.Values, false);
-    case Kind::EndRun:
-        return step.Success ? "end: success" : "end: failed";
-    case Kind::AllowRetry:
-        return "retry";
-    case Kind::CloseWindow:
-        return "close";
-    case Kind::Send:
-        return "send: " + step.Text;
-    case Kind::DownloadNext:
-        return "next";
+    case Kind::ShowStatus: return "status: " + step.Text;
+    case Kind::ShowError: return QStringLiteral("box %1: ").arg(step.Style) + ExpandTemplate(step.Text, step.Values, false);
+    case Kind::EndRun: return step.Success ? "end: success" : "end: failed";
+    case Kind::AllowRetry: return "retry";
+    case Kind::CloseWindow: return "close";
+    case Kind::Send: return "send: " + step.Text;
+    case Kind::DownloadNext: return "next";
     }
     return {};
 }
@@ -45,16 +38,6 @@ const QStringList CommunicationFailure { "end: failed", "status: Error communica
 const QStringList Completed { "status: Completed", "end: success" };
 const QDateTime ReportMoment(QDate(2026, 11, 21), QTime(22, 34, 35));
 
-// A protocol logged on with session ID S9 and the queue from `data`.
-ServiceProtocol LoggedOn(const QString& data)
-{
-    ServiceProtocol protocol;
-    protocol.Start("me", "pw");
-    protocol.ReplyReceived("LOGIN?status=OK&sid=S9;");
-    protocol.ReplyReceived("LIST?status=OK&data=" + data + ";");
-    return protocol;
-}
-
 } // namespace
 
 class ServiceProtocolTest : public QObject
@@ -67,126 +50,74 @@ private Q_SLOTS:
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     }
 
-    void start_data()
+    // A run from Start: each step a reply or what became of the next exam (i installed, f failed, d declined); the
+    // last decision. The LIST data is the queue, its pieces trimmed only at its ends; the REPORT after the last exam
+    // lists what was installed.
+    void run_data()
     {
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<QString>("request");
-        QTest::newRow("spaces trimmed") << "  me@x.org " << " pw  " << "LOGIN?email=me@x.org&pwd=pw;";
-        QTest::newRow("only spaces are blanks") << "\tme" << "pw\t" << "LOGIN?email=\tme&pwd=pw\t;";
-    }
-
-    void start()
-    {
-        QFETCH(QString, user);
-        QFETCH(QString, password);
-        QFETCH(QString, request);
-        ServiceProtocol protocol;
-        QCOMPARE(Lines(protocol.Start(user, password)),
-            (QStringList { "status: Connecting to Practorium Download Server", "send: " + request }));
-    }
-
-    void reply_data()
-    {
-        QTest::addColumn<QString>("body");
+        QTest::addColumn<QStringList>("steps");
         QTest::addColumn<QStringList>("expected");
         const QString cap(1024 * 1024 - QString("LOGIN?status=OK&sid=;").size(), u'x');
-
-        QTest::newRow("LOGIN OK") << "LOGIN?status=OK&sid=S%3D1;"
+        const auto listed = [](const QString& data, const QString& outcomes) {
+            return QStringList { "LOGIN?status=OK&sid=S9;", "LIST?status=OK&data=" + data + ";" } + outcomes.split("", Qt::SkipEmptyParts);
+        };
+        const auto report = [](const QString& list) {
+            return QStringList { "status: Performing post-installation tasks", "send: REPORT?sid=S9&list=" + list + "&time=11/21/26 22:34:35;" };
+        };
+        QTest::newRow("LOGIN OK") << QStringList { "LOGIN?status=OK&sid=S%3D1;" }
                                   << QStringList { "status: Checking for available downloads", "send: LIST?sid=S%3D1;" };
-        QTest::newRow("LOGIN without status") << "LOGIN?sid=S1;"
-                                           << QStringList { "box 16: Cannot continue because the User ID or password is incorrect",
-                                                  "end: failed", "retry", "status: Authentication failed!" };
-        QTest::newRow("LIST not OK waits") << "LIST?status=BUSY&data=101;" << QStringList {};
-        QTest::newRow("LIST of blanks") << "LIST?status=OK&data=   ;"
-                                     << QStringList { "box 16: You do not have any exams available for download", "end: failed", "close" };
-        QTest::newRow("LIST with exams") << "LIST?status=OK&data=101;" << QStringList { "next" };
-        QTest::newRow("REPORT") << "REPORT;" << Completed;
-        QTest::newRow("ERROR") << "ERROR?code=7&description=Account locked{CRLF}Call us;"
+        QTest::newRow("LOGIN without status") << QStringList { "LOGIN?sid=S1;" }
+                                              << QStringList { "box 16: Cannot continue because the User ID or password is incorrect",
+                                                     "end: failed", "retry", "status: Authentication failed!" };
+        QTest::newRow("LIST not OK waits") << QStringList { "LIST?status=BUSY&data=101;" } << QStringList {};
+        QTest::newRow("LIST of blanks") << QStringList { "LIST?status=OK&data=   ;" }
+                                        << QStringList { "box 16: You do not have any exams available for download", "end: failed", "close" };
+        QTest::newRow("LIST with exams") << QStringList { "LIST?status=OK&data=101;" } << QStringList { "next" };
+        QTest::newRow("REPORT") << QStringList { "REPORT;" } << Completed;
+        QTest::newRow("ERROR") << QStringList { "ERROR?code=7&description=Account locked{CRLF}Call us;" }
                                << QStringList { "end: failed", "box 16: Account locked\r\nCall us", "close" };
-        QTest::newRow("command in other case") << "login?status=OK&sid=1;" << QStringList {};
-        QTest::newRow("parameter without =") << "LOGIN?status=OK&sid;" << CommunicationFailure;
-        QTest::newRow("reply at the size cap") << "LOGIN?status=OK&sid=" + cap + ";"
-                                               << QStringList { "status: Checking for available downloads",
-                                                      "send: LIST?sid=" + cap + ";" };
-        QTest::newRow("reply over the size cap") << "LOGIN?status=OK&sid=" + cap + "x;" << CommunicationFailure;
+        QTest::newRow("command in other case") << QStringList { "login?status=OK&sid=1;" } << QStringList {};
+        QTest::newRow("parameter without =") << QStringList { "LOGIN?status=OK&sid;" } << CommunicationFailure;
+        QTest::newRow("reply at the size cap") << QStringList { "LOGIN?status=OK&sid=" + cap + ";" }
+                                               << QStringList { "status: Checking for available downloads", "send: LIST?sid=" + cap + ";" };
+        QTest::newRow("reply over the size cap") << QStringList { "LOGIN?status=OK&sid=" + cap + "x;" } << CommunicationFailure;
+        QTest::newRow("spaces at the ends") << listed(" 101,102 ", "ii") << report("101,102");
+        QTest::newRow("empty piece kept") << listed("101,,102", "iii") << report("101,,102");
+        QTest::newRow("inner spaces kept") << listed(" 101 , 102 ", "ii") << report("101 , 102");
+        QTest::newRow("middle failed") << listed("101,102,103", "ifi") << report("101,103");
+        QTest::newRow("first of two declined") << listed("101,102", "d") << QStringList { "next" };
+        QTest::newRow("last declined after an install: no REPORT") << listed("101,102", "id") << Completed;
     }
 
-    void reply()
+    void run()
     {
-        QFETCH(QString, body);
+        QFETCH(QStringList, steps);
         ServiceProtocol protocol;
         protocol.Start("me", "pw");
-        QTEST(Lines(protocol.ReplyReceived(body)), "expected");
-    }
-
-    void queue_data()
-    {
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("spaces at the ends") << " 101,102 " << QStringList { "101", "102" };
-        QTest::newRow("empty piece kept") << "101,,102" << QStringList { "101", "", "102" };
-        QTest::newRow("inner spaces kept") << " 101 , 102 " << QStringList { "101 ", " 102" };
-    }
-
-    void queue()
-    {
-        QFETCH(QString, data);
-        QTEST(LoggedOn(data).Queue(), "expected");
-    }
-
-    void queueEnd_data()
-    {
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<QString>("outcomes"); // per exam: i installed, f failed, d declined
-        QTest::addColumn<QStringList>("expected"); // the last decision
-        const auto report = [](const QString& list) {
-            return QStringList { "status: Performing post-installation tasks",
-                "send: REPORT?sid=S9&list=" + list + "&time=11/21/26 22:34:35;" };
-        };
-        QTest::newRow("middle failed") << "101,102,103" << "ifi" << report("101,103");
-        QTest::newRow("first of two declined") << "101,102" << "d" << QStringList { "next" };
-        QTest::newRow("last declined after an install: no REPORT") << "101,102" << "id" << Completed;
-    }
-
-    void queueEnd()
-    {
-        QFETCH(QString, data);
-        QFETCH(QString, outcomes);
-        ServiceProtocol protocol = LoggedOn(data);
         ServiceProtocol::Decision last;
-        for (QChar outcome : outcomes)
-            last = outcome == u'd' ? protocol.ExamDeclined() : protocol.ExamHandled(outcome == u'i', ReportMoment);
+        for (const QString& step : steps) {
+            last = step == "d" ? protocol.ExamDeclined()
+                : step.size() == 1 ? protocol.ExamHandled(step == "i", ReportMoment)
+                                   : protocol.ReplyReceived(step);
+        }
         QTEST(Lines(last), "expected");
     }
 
-    // A new Start forgets the last session, its queue and what it installed.
+    // Only spaces are trimmed from the credentials; a new Start forgets the last session, its queue and what it
+    // installed.
     void newSessionStartsAfresh()
     {
-        ServiceProtocol protocol = LoggedOn("101,102");
-        protocol.ExamHandled(true, ReportMoment);
+        ServiceProtocol protocol;
         protocol.Start("me", "pw");
-        QVERIFY(protocol.SessionID().isEmpty());
-        QVERIFY(protocol.Queue().isEmpty());
+        for (const char* reply : { "LOGIN?status=OK&sid=S9;", "LIST?status=OK&data=101,102;" })
+            protocol.ReplyReceived(reply);
+        protocol.ExamHandled(true, ReportMoment);
+        QCOMPARE(Lines(protocol.Start("  me@x.org ", "\tpw  ")),
+            (QStringList { "status: Connecting to Practorium Download Server", "send: LOGIN?email=me@x.org&pwd=\tpw;" }));
+        QVERIFY(protocol.SessionID().isEmpty() && protocol.Queue().isEmpty());
         protocol.ReplyReceived("LOGIN?status=OK&sid=T1;");
         protocol.ReplyReceived("LIST?status=OK&data=103;");
         QCOMPARE(Lines(protocol.ExamHandled(true, ReportMoment)).value(1), "send: REPORT?sid=T1&list=103&time=11/21/26 22:34:35;");
-    }
-
-    void plainFileName()
-    {
-        QVERIFY(ServiceProtocol::IsPlainFileName("PRAC-101.v2"));
-        // Stricter than a file name needs: no ".." anywhere.
-        QVERIFY(!ServiceProtocol::IsPlainFileName("a..b"));
-    }
-
-    // en_US is what every REPORT above carries.
-    void reportTimeFollowsTheLocale()
-    {
-        QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
-        const QString text = ServiceProtocol::ReportTime(ReportMoment);
-        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-        QCOMPARE(text, "21.11.26 22:34:35");
     }
 };
 

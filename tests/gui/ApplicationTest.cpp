@@ -1,18 +1,13 @@
+#include "common/GuiUtil.h"
+#include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "session/frmExam.h"
 #include "shell/Application.h"
 #include "shell/Globals.h"
-#include "shell/MessageSeam.h"
 #include "shell/frmMain.h"
 
-#include <QDir>
-#include <QPushButton>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
-#include <QTreeView>
-
-#include <memory>
+#include <QtTest>
+#include <QtWidgets>
 
 namespace {
 
@@ -39,8 +34,7 @@ class ApplicationTest : public QObject
 private Q_SLOTS:
     void unhandledErrorEndsWithoutQuestions_data()
     {
-        QTest::addColumn<QString>("fault");
-        QTest::addColumn<QString>("box");
+        GuiUtil::Columns<QString, QString>({ "fault", "box" });
         QTest::newRow("item count damaged") << "count" << "Run-time error '-2147221503':\r\n\r\n";
         QTest::newRow("duration 547 minutes") << "duration" << "Run-time error '6':\r\n\r\nOverflow";
         QTest::newRow("raised during a sitting") << "sitting" << "Run-time error '-2147221213':\r\n\r\nNobody traps this";
@@ -58,18 +52,15 @@ private Q_SLOTS:
         CurrentExam().reset();
 
         const QString path = home.path() + "/Practorium/Exams/E-1/E-1.exam";
-        QDir().mkpath(QFileInfo(path).path());
         Exam exam;
         exam.SetCode("E-1");
         exam.SetName("Exam one");
         exam.SetDuration(fault == "duration" ? 547 : 60);
         exam.Questions().Add()->Choices().Add()->SetIsSolution(true);
+        QDir().mkpath(QFileInfo(path).path());
         exam.Save(path);
-        if (fault == "count") { // the item count claims more than the file holds
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(4 + 4 + 3 + 4 + 8 + 6));
-            file.write(QByteArray::fromHex("ffffff7f"));
-        }
+        if (fault == "count") // the item count claims more than the file holds
+            TestUtil::WriteFile(path, TestUtil::ReadAll(path).replace(4 + 4 + 3 + 4 + 8 + 6, 4, QByteArray::fromHex("ffffff7f")));
 
         // Wired as the program wires them.
         frmMain mainWindow;
@@ -92,12 +83,9 @@ private Q_SLOTS:
         QTimer::singleShot(60000, &mainWindow, [] { Application::exit(2); }); // only if it failed to end
         QCOMPARE(Application::exec(), 1);
 
-        const QList<MessageSeam::Shown> shown = MessageSeam::TakeShown();
-        QCOMPARE(shown.size(), 1);
-        QFETCH(QString, box);
-        QVERIFY2(shown[0].Style == 16 && shown[0].Text.startsWith(box), qPrintable(shown[0].Text));
-        QVERIFY(!mainWindow.isVisible());
-        QVERIFY(!examWindow || !examWindow->isVisible());
+        const QStringList shown = GuiUtil::Shown();
+        QVERIFY2(shown.size() == 1 && shown[0].startsWith("16:" + GuiUtil::Data<QString>("box")), qPrintable(shown.join('\n')));
+        QVERIFY(!mainWindow.isVisible() && (!examWindow || !examWindow->isVisible()));
     }
 };
 

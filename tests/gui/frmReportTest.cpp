@@ -1,23 +1,17 @@
+#include "common/GuiUtil.h"
 #include "common/TestUtil.h"
 #include "model/Exam.h"
 #include "shell/Common.h"
-#include "shell/MessageSeam.h"
 #include "shell/ReportLayout.h"
 #include "shell/frmReport.h"
 
-#include <QLabel>
+#include <QtTest>
+#include <QtWidgets>
 #include <QPrinter>
 #include <QPrinterInfo>
-#include <QProcess>
-#include <QPushButton>
-#include <QScopeGuard>
-#include <QSignalSpy>
-#include <QStandardPaths>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTextDocumentFragment>
 
 using namespace ReportLayout;
+using namespace GuiUtil;
 
 namespace {
 
@@ -46,18 +40,12 @@ class frmReportTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        QStandardPaths::setTestModeEnabled(true);
-        MessageSeam::Intercept(true);
-    }
+    void initTestCase() { MessageSeam::Intercept(true); }
 
     void share_data()
     {
-        QTest::addColumn<int>("score");
-        QTest::addColumn<int>("total");
-        QTest::addColumn<int>("percent");
-        QTest::addColumn<int>("number"); // the error raised, 0 for none
+        // number: the error raised, 0 for none
+        Columns<int, int, int, int>({ "score", "total", "percent", "number" });
         QTest::newRow("half rounds to even") << 625 << 1000 << 62 << 0;
         QTest::newRow("two thirds") << 2 << 3 << 67 << 0;
         QTest::newRow("score of no maximum") << 700 << 0 << 0 << int(ErrorNumber::DivisionByZero);
@@ -67,159 +55,91 @@ private Q_SLOTS:
 
     void share()
     {
-        QFETCH(int, score);
-        QFETCH(int, total);
         int percent = 0;
-        const Error error = TestUtil::Raised([&] { percent = Share(qint16(score), qint16(total)); });
+        const Error error = TestUtil::Raised([&] { percent = Share(qint16(Data<int>("score")), qint16(Data<int>("total"))); });
         QTEST(error.Number(), "number");
         QCOMPARE(error.Source(), QString(error.Number() ? "ReportLayout::Share()" : ""));
         QTEST(percent, "percent");
     }
 
+    // The score frame: 60 %, never narrower than 9000 unless the window is, never wider than 15000 (twips).
+    void frameWidth()
+    {
+        QCOMPARE(QList<qint32>({ FrameWidth(18000), FrameWidth(12000), FrameWidth(10000), FrameWidth(40000) }),
+            QList<qint32>({ 10800, 9000, 8800, 15000 }));
+    }
+
+    // The verdict, the spoken figures and the bars' lengths and colours; the
+    // window on the work area; Retake offered when something was missed;
+    // Enter closes it even from Print.
     void verdict_data()
     {
-        QTest::addColumn<int>("correct");
-        QTest::addColumn<int>("maxScore");
-        QTest::addColumn<int>("passScore");
-        QTest::addColumn<QString>("headline");
-        QTest::addColumn<int>("obtained");
-        QTest::addColumn<int>("requiredShare");
-        QTest::addColumn<int>("obtainedShare");
-        QTest::newRow("above the pass score") << 8 << 1000 << 700 << "Contratulations!" << 800 << 70 << 80;
+        Columns<int, int, int, QString, int, int, int>(
+            { "correct", "maxScore", "passScore", "headline", "obtained", "requiredShare", "obtainedShare" });
         QTest::newRow("equal to the pass score") << 7 << 1000 << 700 << "Contratulations!" << 700 << 70 << 70;
         QTest::newRow("one short of the pass score") << 7 << 1000 << 701 << "Sorry!" << 700 << 70 << 70;
         QTest::newRow("nothing right") << 0 << 1000 << 700 << "Sorry!" << 0 << 70 << 0;
-        QTest::newRow("everything right") << 10 << 1000 << 875 << "Contratulations!" << 1000 << 88 << 100;
-        // Nothing clamps a share: the bar runs past the area.
-        QTest::newRow("pass score above the maximum") << 8 << 1000 << 1500 << "Sorry!" << 800 << 150 << 80;
-        // A damaged exam may carry a maximum of 0; the report must still come up.
-        QTest::newRow("no maximum score") << 2 << 0 << 0 << "Contratulations!" << 0 << 0 << 0;
+        QTest::newRow("pass score above the maximum: not clamped") << 8 << 1000 << 1500 << "Sorry!" << 800 << 150 << 80;
+        QTest::newRow("no maximum score (damaged exam)") << 2 << 0 << 0 << "Contratulations!" << 0 << 0 << 0;
+        QTest::newRow("everything right: nothing to retake") << 10 << 1000 << 700 << "Contratulations!" << 1000 << 70 << 100;
     }
 
     void verdict()
     {
-        QFETCH(int, correct);
-        QFETCH(int, maxScore);
-        QFETCH(int, passScore);
         QFETCH(QString, headline);
         QFETCH(int, obtained);
         QFETCH(int, requiredShare);
         QFETCH(int, obtainedShare);
-        auto exam = MakeExam(correct, qint16(maxScore), qint16(passScore));
+        auto exam = MakeExam(Data<int>("correct"), qint16(Data<int>("maxScore")), qint16(Data<int>("passScore")));
         frmReport report(*exam);
         report.show();
         QVERIFY(QTest::qWaitForWindowActive(&report));
-        const auto at = [&report](const char* name) { return report.findChild<QWidget*>(name); };
+        const auto at = [&report](const char* name) { return Child(&report, name); };
         QCOMPARE(QTextDocumentFragment::fromHtml(static_cast<QLabel*>(at("lblMessage"))->text()).toPlainText(),
             QString("%1\nA score of %2 or better was required to pass this exam.\nYour score was %3")
-                .arg(headline)
-                .arg(passScore)
-                .arg(obtained));
-        // Screen readers hear each figure with its caption, and the whole.
-        QCOMPARE(at("lblObtainedScore")->accessibleName(),
-            QString("Your score: %1 out of %2").arg(obtained).arg(maxScore));
-        QCOMPARE(at("lblRequiredShare")->accessibleName(),
-            QString("Required score: %1 percent of the maximum").arg(requiredShare));
+                .arg(headline).arg(exam->PassScore()).arg(obtained));
         QVERIFY(report.accessibleDescription().startsWith(
             QString("%1. Your score: %2").arg(headline == "Sorry!" ? "Fail" : "Pass").arg(obtained)));
         const int inner = at("picScores")->contentsRect().width();
         QVERIFY(qAbs(at("shpRequired")->width() - inner * requiredShare / 100.0) <= 1);
         QVERIFY(qAbs(at("shpObtained")->width() - inner * obtainedShare / 100.0) <= 1);
-        const auto colourOf = [](QWidget* bar) {
+        const auto colourOf = [](QWidget* bar, int share) {
             const QImage image = bar->grab().toImage();
-            return image.pixelColor(image.width() / 2, image.height() / 2).toRgb();
+            return share ? image.pixelColor(image.width() / 2, image.height() / 2).toRgb() : QColor();
         };
-        if (requiredShare > 0)
-            QCOMPARE(colourOf(at("shpRequired")), QColor(58, 153, 239));
-        if (obtainedShare > 0)
-            QCOMPARE(colourOf(at("shpObtained")), headline == "Sorry!" ? QColor(228, 78, 39) : QColor(153, 239, 58));
+        QCOMPARE(colourOf(at("shpRequired"), requiredShare), requiredShare ? QColor(58, 153, 239) : QColor());
+        QCOMPARE(colourOf(at("shpObtained"), obtainedShare),
+            !obtainedShare ? QColor() : headline == "Sorry!" ? QColor(228, 78, 39) : QColor(153, 239, 58));
 
-        // The window with its frame over the work area, the rest placed in it.
         const TwipsRect area = GetWorkArea();
-        QCOMPARE(report.frameGeometry(),
-            QRect(Twips::ToPixels(area.Left), Twips::ToPixels(area.Top), Twips::ToPixels(area.Width()),
-                Twips::ToPixels(area.Height())));
-        const QRect logo = at("picLogo")->geometry(), message = at("lblMessage")->geometry();
-        const QRect frame = at("fraScores")->geometry(), print = at("cmdPrint")->geometry();
-        QCOMPARE(logo.top(), Twips::ToPixels(500));
-        QCOMPARE(message.top(), logo.bottom() + 1);
-        QVERIFY(qAbs(frame.top() - (message.bottom() + 1) - Twips::ToPixels(200)) <= 1);
-        for (const QRect& centred : { logo, message, frame })
-            QVERIFY(qAbs(centred.center().x() - report.rect().center().x()) <= 1);
-        QCOMPARE(print.left(), frame.left());
-        QCOMPARE(at("cmdExit")->geometry().right(), frame.right());
-        QCOMPARE(at("cmdExit")->geometry().top(), print.top());
-        QVERIFY(qAbs(print.top() - (report.height() - 2 * print.height())) <= 1);
-
-        // Enter closes the report even from Print, so it never prints by accident.
+        QCOMPARE(report.frameGeometry(), QRect(Twips::ToPixels(area.Left), Twips::ToPixels(area.Top),
+                                             Twips::ToPixels(area.Width()), Twips::ToPixels(area.Height())));
+        // Arranged as ReportLayout::Arrange says, converted to pixels once.
+        const QRect logo = at("picLogo")->geometry(), frame = at("fraScores")->geometry();
+        QVERIFY(logo.top() == Twips::ToPixels(500) && qAbs(logo.center().x() - report.rect().center().x()) <= 1);
+        QVERIFY(at("cmdPrint")->geometry().left() == frame.left() && at("cmdExit")->geometry().right() == frame.right());
+        QCOMPARE(at("cmdRetake")->isEnabled(), Data<int>("correct") < 10); // something missed
         at("cmdPrint")->setFocus();
         QTest::keyClick(at("cmdPrint"), Qt::Key_Return);
-        QCOMPARE(report.result(), int(QDialog::Accepted));
-        QVERIFY(MessageSeam::TakeShown().isEmpty());
-    }
-
-    void frameWidth()
-    {
-        QCOMPARE(FrameWidth(18000), 10800); // sixty percent
-        QCOMPARE(FrameWidth(12000), 9000); // never narrower
-        QCOMPARE(FrameWidth(10000), 8800); // but a small window keeps its margins
-        QCOMPARE(FrameWidth(40000), 15000); // never wider
+        QVERIFY(report.result() == QDialog::Accepted && Shown().isEmpty());
     }
 
     void titleLines_data()
     {
         // "Exam Title: " is 12 characters: the name's character n is the title's n + 12.
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QStringList>("lines");
+        Columns<QString, QStringList>({ "name", "lines" });
         const QString a116(116, 'a');
         QTest::newRow("exactly 128 characters") << a116 << QStringList { "Exam Title: " + a116 };
         QTest::newRow("blank at the 128th character")
             << QString(115, 'a') + " tail" << QStringList { "Exam Title: " + QString(115, 'a'), "tail" };
         QTest::newRow("first blank after the 128th")
             << "word " + QString(120, 'b') + " part" << QStringList { "Exam Title: word " + QString(120, 'b'), "part" };
-        QTest::newRow("no blank from the 128th on")
-            << "word " + QString(130, 'c') << QStringList { "Exam Title: word " + QString(130, 'c') };
+        QTest::newRow("no blank from the 128th on") << "word " + QString(130, 'c') << QStringList { "Exam Title: word " + QString(130, 'c') };
     }
 
-    void titleLines()
-    {
-        QFETCH(QString, name);
-        QTEST(TitleLines(name), "lines");
-    }
+    void titleLines() { QTEST(TitleLines(Data<QString>("name")), "lines"); }
 
-    void pageLayout()
-    {
-        const PageContent content { "EX-1", "word " + QString(120, 'b') + " rest", "Monday, 2 March 2026", 700, 650,
-            70, 65 };
-        // One millimetre per character, whatever the style, on a page 170 wide.
-        const auto oneEach = [](const QString& text, TextStyle) { return double(text.size()); };
-        const PrintedPage page = LayOutPage(content, oneEach);
-        const auto at = [&page](const QString& start) {
-            for (const PageText& text : page.Texts) {
-                if (text.Text.startsWith(start))
-                    return QPointF(text.X, text.Y);
-            }
-            return QPointF(-1, -1);
-        };
-        QCOMPARE(at("Exam Code: EX-1"), QPointF(0, 55));
-        QCOMPARE(at("Dated: Monday, 2 March 2026"), QPointF(143, 55)); // ends at the right edge
-        QCOMPARE(at("rest"), QPointF(12, 65)); // under the title, past "Exam Title: "
-        QCOMPARE(at("65%"), QPointF(116.5, 120)); // just past the end of its bar
-        QCOMPARE(at("100%"), QPointF(158, 132)); // centred on the scale's end
-        QCOMPARE(at("Required Score: 700"), QPointF(0, 145));
-        QCOMPARE(at("Grade: Fail"), QPointF(159, 145));
-        QCOMPARE(at("Score report printed with Practorium - The Most Realistic Exam Simulator"), QPointF(49, 250));
-
-        QCOMPARE(page.Bars.size(), 2);
-        const auto box = [](const PageBox& bar) { return QRectF(bar.X, bar.Y, bar.Width, bar.Height); };
-        QCOMPARE(box(page.Bars[0]), QRectF(30, 106, 91, 8)); // 70 % of 130
-        QCOMPARE(page.Bars[0].Color, QColor(58, 153, 239));
-        QCOMPARE(box(page.Bars[1]), QRectF(30, 116, 84.5, 8));
-        QCOMPARE(page.Bars[1].Color, QColor(228, 78, 39));
-        QVERIFY(page.Logo.Y + page.Logo.Height <= 55);
-        QCOMPARE(page.Logo.Width, 46.0);
-    }
-
+    // What is printed, read back from the PDF, with the long date.
     void printedPageReadsBack()
     {
         const QString pdftotext = QStandardPaths::findExecutable("pdftotext");
@@ -229,57 +149,28 @@ private Q_SLOTS:
         exam->SetName("Sample Exam");
         frmReport report(*exam);
         QTemporaryDir dir;
-        // A locale whose long and short dates differ: the page says the long one.
-        const QLocale before;
-        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-        const auto restore = qScopeGuard([before] { QLocale::setDefault(before); });
+        const auto restore = qScopeGuard([before = QLocale()] { QLocale::setDefault(before); });
+        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates)); // long and short dates differ
         const QDate today = QDate::currentDate();
         QPrinter printer(QPrinter::HighResolution);
         printer.setOutputFormat(QPrinter::PdfFormat);
         printer.setOutputFileName(dir.filePath("report.pdf"));
         report.PrintTo(printer);
-
-        QProcess reader;
-        reader.start(pdftotext, { "-layout", dir.filePath("report.pdf"), "-" });
-        QVERIFY(reader.waitForFinished());
-        QCOMPARE(reader.exitCode(), 0);
-        const QString text = QString::fromUtf8(reader.readAllStandardOutput()).simplified();
-        QStringList dated; // the day may turn while printing
-        for (const QDate& day : { today, QDate::currentDate() })
-            dated << "Dated: " + QLocale().toString(day, "dddd, MMMM d, yyyy");
-        QVERIFY2(text.contains(dated[0]) || text.contains(dated[1]), qPrintable(dated[0] + "\n" + text));
-        for (const char* piece : { "Exam Code: PRAC-101", "Dated: ", "Exam Title: Sample Exam", "Required Score: 700",
-                 "Your Score: 800", "Grade: Pass", "0%", "100%",
-                 "Score report printed with Practorium - The Most Realistic Exam Simulator" })
+        const auto read = TestUtil::Run(pdftotext, { "-layout", dir.filePath("report.pdf"), "-" });
+        QCOMPARE(read.ExitCode, 0);
+        const QString text = QString::fromUtf8(read.Out).simplified();
+        for (const char* piece : { "Exam Code: PRAC-101", "Exam Title: Sample Exam", "Required Score: 700", "Your Score: 800",
+                 "Grade: Pass", "0%", "100%", "Score report printed with Practorium - The Most Realistic Exam Simulator" })
             QVERIFY2(text.contains(piece), qPrintable(piece + ("\n" + text)));
-    }
-
-    void retakeOffered_data()
-    {
-        QTest::addColumn<int>("correct");
-        QTest::newRow("two missed") << 8;
-        QTest::newRow("nothing missed") << 10;
-    }
-
-    void retakeOffered()
-    {
-        QFETCH(int, correct);
-        auto exam = MakeExam(correct);
-        frmReport report(*exam);
-        report.show();
-        QSignalSpy asked(&report, &frmReport::retakeRequested);
-        auto* retake = report.findChild<QPushButton*>("cmdRetake");
-        QCOMPARE(retake->isEnabled(), correct < 10);
-        QTest::mouseClick(retake, Qt::LeftButton);
-        QCOMPARE(asked.count(), correct < 10 ? 1 : 0);
-        QCOMPARE(report.isVisible(), correct == 10);
+        const QString format = "'Dated: 'dddd, MMMM d, yyyy"; // the day may turn while printing
+        QVERIFY2(text.contains(QLocale().toString(today, format)) || text.contains(QLocale().toString(QDate::currentDate(), format)),
+            qPrintable(text));
     }
 
     void printWithoutPrinter_data()
     {
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<QString>("fileName"); // empty: the file dialog is cancelled
-        QTest::addColumn<bool>("saved");
+        // fileName: empty: the file dialog is cancelled
+        Columns<int, QString, bool>({ "answer", "fileName", "saved" });
         QTest::newRow("declined") << int(MessageSeam::No) << "" << false;
         QTest::newRow("file dialog cancelled") << int(MessageSeam::Yes) << "" << false;
         QTest::newRow("saved") << int(MessageSeam::Yes) << "saved.pdf" << true;
@@ -290,31 +181,22 @@ private Q_SLOTS:
     {
         if (!QPrinterInfo::defaultPrinter().isNull())
             QSKIP("a printer is installed here; the test does not print on it");
-        QFETCH(int, answer);
         QFETCH(QString, fileName);
         QFETCH(bool, saved);
         auto exam = MakeExam(8);
         frmReport report(*exam);
         report.show();
-        QVERIFY(QTest::qWaitForWindowActive(&report));
         QTemporaryDir dir;
         const QString path = fileName.isEmpty() ? QString() : dir.filePath(fileName);
         const bool fails = !path.isEmpty() && !saved;
-        MessageSeam::SetNextAnswer(answer);
+        MessageSeam::SetNextAnswer(Data<int>("answer"));
         frmReport::SetNextSaveFileName(path);
         if (fails)
             QTest::ignoreMessage(QtWarningMsg, "QPainter::begin(): Returned false");
-        QTest::mouseClick(report.findChild<QPushButton*>("cmdPrint"), Qt::LeftButton);
-
-        QStringList shown;
-        for (const MessageSeam::Shown& box : MessageSeam::TakeShown())
-            shown << QString::number(box.Style) + ' ' + box.Text;
-        QCOMPARE(shown.value(0), QString("36 No printer is installed. Would you like to save the score report as a "
-                                         "PDF file instead?"));
-        QCOMPARE(shown.mid(1), fails ? QStringList { "16 Error printing report" } : QStringList());
-        QVERIFY(report.isVisible());
-        QCOMPARE(saved && TestUtil::ReadAll(path).startsWith("%PDF-"), saved);
-        QCOMPARE(QFile::exists(path), saved);
+        QTest::mouseClick(Child<QPushButton>(&report, "cmdPrint"), Qt::LeftButton);
+        QStringList expected { "36:No printer is installed. Would you like to save the score report as a PDF file instead?" };
+        QCOMPARE(Shown(), expected + (fails ? QStringList { "16:Error printing report" } : QStringList()));
+        QVERIFY(report.isVisible() && TestUtil::ReadAll(path).startsWith("%PDF-") == saved && QFile::exists(path) == saved);
     }
 };
 
