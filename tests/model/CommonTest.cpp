@@ -15,10 +15,6 @@ class CommonTest : public QObject
 private Q_SLOTS:
     void formatText_data();
     void formatText();
-    void trimNull_data();
-    void trimNull();
-    void shiftLeft_data();
-    void shiftLeft();
     void smallHelpers();
     void errors();
     void syncShell_data();
@@ -46,40 +42,16 @@ void CommonTest::formatText()
     QTEST(FormatText(tmpl, values), "expected");
 }
 
-void CommonTest::trimNull_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("NUL first") << QString(QChar(0)) + "abc" << "";
-    QTest::newRow("NUL inside") << "ab" + QString(QChar(0)) + "c" + QString(QChar(0)) << "ab";
-}
-
-void CommonTest::trimNull()
-{
-    QFETCH(QString, text);
-    QTEST(TrimNull(text), "expected");
-    QTEST(text, "expected");
-}
-
-void CommonTest::shiftLeft_data()
-{
-    QTest::addColumn<qint16>("value");
-    QTest::addColumn<qint16>("bits");
-    QTest::addColumn<qint32>("expected");
-    QTest::newRow("key length word") << qint16(40) << qint16(16) << 0x00280000;
-    QTest::newRow("negative") << qint16(-1) << qint16(3) << -8;
-    QTest::newRow("right shift rounds half to even") << qint16(5) << qint16(-1) << 2;
-}
-
-void CommonTest::shiftLeft()
-{
-    QFETCH(qint16, value);
-    QFETCH(qint16, bits);
-    QTEST(ShiftLeft(value, bits), "expected");
-}
-
 void CommonTest::smallHelpers()
 {
+    QString text = "ab" + QString(QChar(0)) + "c" + QString(QChar(0));
+    QCOMPARE(TrimNull(text), QString("ab"));
+    QCOMPARE(text, QString("ab")); // trimmed in place too
+    text = QString(QChar(0)) + "abc";
+    QCOMPARE(TrimNull(text), QString());
+    QCOMPARE(ShiftLeft(40, 16), 0x00280000); // the key length word
+    QCOMPARE(ShiftLeft(-1, 3), -8);
+    QCOMPARE(ShiftLeft(5, -1), 2); // a right shift rounds half to even
     QCOMPARE(Raised([] { ShiftLeft(1, 31); }).Number(), ErrorNumber::Overflow);
     QVERIFY(IsBlank("   ") && !IsBlank(" a ") && !IsBlank("\t")); // only spaces are blanks
     QCOMPARE(TrimBlanks(" \t a b  "), QString("\t a b"));

@@ -32,8 +32,7 @@ class ExamTest : public QObject
 
 private Q_SLOTS:
     void init();
-    void loadsFixture();
-    void saveReproducesFixture();
+    void fixture();
     void correctAnswer_data();
     void correctAnswer();
     void collectionEdits();
@@ -55,50 +54,36 @@ void ExamTest::init()
 }
 
 // tiny.exam is written by tests/data/make_tiny_exam.py, a separate
-// implementation of the format and cipher.
-void ExamTest::loadsFixture()
-{
-    Exam exam;
-    QVERIFY(exam.Load(Tiny));
-    QCOMPARE(exam.Reserved(), QByteArray::fromHex("010203"));
-    QCOMPARE(exam.Code(), QString("TINY-1"));
-    QCOMPARE(exam.Questions().Count(), 3);
-    const Question& first = exam.Questions().Item(1);
-    QCOMPARE(first.Problem(), QString("Which port does SSH use?"));
-    QCOMPARE(first.Explaination(), QString("SSH listens on TCP port 22."));
-    QCOMPARE(first.StoredExplaination(), QString("  SSH listens on TCP port 22.  "));
-    QVERIFY(!first.HasExhibit());
-    const Question& second = exam.Questions().Item(2);
-    QVERIFY(second.HasHint());
-    QCOMPARE(second.Exhibit(), QString("net.gif"));
-    QCOMPARE(second.Choices().Item(3).Statement(), QString("192.168.0.0/16"));
-    QCOMPARE(second.CorrectAnswer(), QString("1,3"));
-    QCOMPARE(exam.Questions().Item(3).Problem(), QString::fromUtf8("Café – no key"));
-    QCOMPARE(exam.Questions().Item(3).Choices().Count(), 0);
-    QCOMPARE(exam.FileName(), Tiny);
-}
-
-// Loading the header keeps the items, a full load replaces them, and the
-// sitting's answers, marks and end are never written.
-void ExamTest::saveReproducesFixture()
+// implementation of the format and cipher. Loading the header keeps the
+// items, a full load replaces them; the sitting's answers, marks and end are
+// never written, so the exam saves back to the same bytes.
+void ExamTest::fixture()
 {
     Exam exam;
     exam.Questions().Add(MakeQuestion("10"));
     exam.LoadHeader(Tiny);
     QCOMPARE(exam.Questions().Count(), 1);
-    exam.Load(Tiny);
+    QVERIFY(exam.Load(Tiny));
+    QCOMPARE(exam.Reserved(), QByteArray::fromHex("010203"));
+    QCOMPARE(exam.Code(), QString("TINY-1"));
     QCOMPARE(exam.Questions().Count(), 3);
-    exam.Questions().Item(1).SetAnswer("2");
-    exam.Questions().Item(1).SetIsMarked(true);
+    Question& first = exam.Questions().Item(1);
+    QCOMPARE(first.Problem(), QString("Which port does SSH use?"));
+    QCOMPARE(first.Explaination(), QString("SSH listens on TCP port 22."));
+    QCOMPARE(first.StoredExplaination(), QString("  SSH listens on TCP port 22.  "));
+    const Question& second = exam.Questions().Item(2);
+    QVERIFY(second.HasHint() && !first.HasExhibit());
+    QCOMPARE(second.Exhibit(), QString("net.gif"));
+    QCOMPARE(second.Choices().Item(3).Statement(), QString("192.168.0.0/16"));
+    QCOMPARE(exam.Questions().Item(3).Problem(), QString::fromUtf8("Café – no key"));
+    QCOMPARE(exam.FileName(), Tiny);
+    first.SetAnswer("2");
+    first.SetIsMarked(true);
     exam.EndExam();
     const QString copy = m_dir->filePath("copy.exam");
     QCOMPARE(exam.Save(copy), false); // returns false even when it worked
     QCOMPARE(exam.FileName(), copy);
     QCOMPARE(ReadAll(copy).toHex(), ReadAll(Tiny).toHex());
-    Exam empty;
-    empty.Save(copy);
-    exam.Load(copy); // no items: none of the old ones stay
-    QCOMPARE(exam.Questions().Count(), 0);
 }
 
 void ExamTest::correctAnswer_data()
@@ -149,11 +134,9 @@ void ExamTest::textsRoundTrip_data()
     QTest::addColumn<QString>("inFile");
     const QString high = QString::fromUtf8("€‚ƒ„…†‡ˆ‰Š‹ŒŽ‘’“”•–—˜™š›œžŸ ÿ") + QChar(0x81) + QChar(0x9D);
     QTest::newRow("empty") << "" << "";
-    QTest::newRow("one byte") << "a" << "a";
-    QTest::newRow("14 bytes") << QString(14, 'b') << QString(14, 'b');
-    QTest::newRow("15 bytes, the most inside") << QString(15, 'c') << QString(15, 'c');
-    QTest::newRow("16 bytes") << QString(16, 'd') << QString(16, 'd');
-    QTest::newRow("past the kept keystream") << QString(70000, 'e') << QString(70000, 'e');
+    // Around the 15 bytes an option keeps inside it; past the kept keystream.
+    for (int size : { 1, 14, 15, 16, 70000 })
+        QTest::addRow("%d bytes", size) << QString(size, 'b') << QString(size, 'b');
     QTest::newRow("Windows-1252 high characters") << high << high;
     QTest::newRow("question mark") << "?" << "?";
     QTest::newRow("outside Windows-1252, short") << QString::fromUtf8("Ω?") << "??";
