@@ -8,6 +8,8 @@
 #include <QTest>
 #include <QtEndian>
 
+#include <tuple>
+
 using namespace TestUtil;
 
 namespace {
@@ -33,7 +35,6 @@ class ExamTest : public QObject
 private Q_SLOTS:
     void init();
     void fixture();
-    void correctAnswer_data();
     void correctAnswer();
     void collectionEdits();
     void textsRoundTrip_data();
@@ -86,25 +87,20 @@ void ExamTest::fixture()
     QCOMPARE(ReadAll(copy).toHex(), ReadAll(Tiny).toHex());
 }
 
-void ExamTest::correctAnswer_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("expected");
-    QTest::addColumn<int>("count");
-    QTest::newRow("several, in collection order") << "01011" << "2,4,5" << 3;
-    QTest::newRow("no solution") << "000" << "" << 0;
-    QTest::newRow("ten options") << "0000000001" << "10" << 1;
-}
-
+// The key lists solutions in collection order; the stored solution count
+// holds until it is recalculated.
 void ExamTest::correctAnswer()
 {
-    QFETCH(QString, key);
-    Question question = MakeQuestion(key);
-    QTEST(question.CorrectAnswer(), "expected");
-    QTEST(int(question.AnswerCount()), "count");
-    QCOMPARE(question.SolutionCount(), qint16(0)); // stored value until recalculated
-    question.CalculateSolutionCount();
-    QTEST(int(question.SolutionCount()), "count");
+    const std::tuple<const char*, const char*, int> rows[] = { { "01011", "2,4,5", 3 }, { "000", "", 0 },
+        { "0000000001", "10", 1 } };
+    for (const auto& [key, expected, count] : rows) {
+        Question question = MakeQuestion(key);
+        QCOMPARE(question.CorrectAnswer(), QString(expected));
+        QCOMPARE(question.AnswerCount(), count);
+        QCOMPARE(question.SolutionCount(), qint16(0));
+        question.CalculateSolutionCount();
+        QCOMPARE(question.SolutionCount(), count);
+    }
 }
 
 void ExamTest::collectionEdits()
