@@ -51,8 +51,11 @@ public:
     void Apply(char* bytes, qsizetype count) const
     {
         const qsizetype cached = qMin(count, CachedBytes);
+        // Distinct buffers: the loop may work a vector at a time.
+        char* __restrict out = bytes;
+        const char* __restrict key = m_prefix.constData();
         for (qsizetype n = 0; n < cached; ++n)
-            bytes[n] ^= m_prefix[n];
+            out[n] ^= key[n];
         if (count > cached) {
             Generator more = m_after;
             more.Xor(bytes + cached, count - cached);
