@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QtEndian>
 
 #include <tuple>
 
@@ -165,13 +164,6 @@ void ExamTest::textsRoundTrip()
     QVERIFY(read.Answer().isEmpty() && copy.Problem().isEmpty());
 }
 
-QByteArray Le(qint32 value)
-{
-    QByteArray bytes(4, '\0');
-    qToLittleEndian(value, bytes.data());
-    return bytes;
-}
-
 // One row for each way a file can be damaged; the fuzz targets try the rest.
 void ExamTest::damaged_data()
 {
@@ -180,15 +172,17 @@ void ExamTest::damaged_data()
     // A header of empty texts, then one item without texts or options: its
     // count at 18, the problem's at 34, the options' at 42.
     const QByteArray header(18, '\0');
-    const QByteArray valid = header + Le(1) + QByteArray(20, '\0') + Le(0);
-    const auto with = [&valid](qsizetype at, qint32 value) { return QByteArray(valid).replace(at, 4, Le(value)); };
+    const QByteArray valid = header + QByteArray::fromHex("01000000") + QByteArray(24, '\0');
+    const auto with = [&valid](qsizetype at, const char* hex) {
+        return QByteArray(valid).replace(at, 4, QByteArray::fromHex(hex));
+    };
     QTest::newRow("valid") << valid << 0;
-    QTest::newRow("negative option count: none") << with(42, -1) << 0;
+    QTest::newRow("negative option count: none") << with(42, "ffffffff") << 0;
     QTest::newRow("ends inside a record") << valid.left(valid.size() - 1) << ErrorNumber::DamagedFile;
-    QTest::newRow("more items than the file holds") << with(18, 0x7FFFFFFF) << ErrorNumber::DamagedFile;
-    QTest::newRow("text longer than the file") << with(34, 0x7FFFFFFF) << ErrorNumber::DamagedFile;
-    QTest::newRow("more options than the file holds") << with(42, 0x7FFFFFFF) << ErrorNumber::DamagedFile;
-    QTest::newRow("32,768 items") << header + Le(32768) + QByteArray(32768 * 24, '\0') << ErrorNumber::Overflow;
+    QTest::newRow("more items than the file holds") << with(18, "ffffff7f") << ErrorNumber::DamagedFile;
+    QTest::newRow("text longer than the file") << with(34, "ffffff7f") << ErrorNumber::DamagedFile;
+    QTest::newRow("more options than the file holds") << with(42, "ffffff7f") << ErrorNumber::DamagedFile;
+    QTest::newRow("32,768 items") << header + QByteArray::fromHex("00800000") + QByteArray(32768 * 24, '\0') << ErrorNumber::Overflow;
 }
 
 void ExamTest::damaged()

@@ -25,7 +25,6 @@ private Q_SLOTS:
     void encoding();
     void reads_data();
     void reads();
-    void openErrors_data();
     void openErrors();
     void misuseRaises();
     void mixedReadWriteSeekAndCopy();
@@ -142,34 +141,26 @@ void FileTest::reads()
     QTEST(before, "after");
 }
 
-void FileTest::openErrors_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<qint32>("number");
-    QTest::newRow("missing file") << "missing.exam" << ENOENT;
-    QTest::newRow("directory") << "sub" << EISDIR;
-    QTest::newRow("no read permission") << "secret.bin" << EACCES;
-    QTest::newRow("FIFO") << "fifo" << EINVAL;
-    QTest::newRow("character device") << "/dev/null" << EINVAL;
-}
-
+// Each kind of name that cannot be opened gives its system error, without
+// blocking on a FIFO and leaving the object closed.
 void FileTest::openErrors()
 {
-    QFETCH(QString, name);
-    QFETCH(qint32, number);
-    if (number == EACCES && ::geteuid() == 0)
-        QSKIP("root reads any file");
     QDir(m_dir->path()).mkdir("sub");
     QFile::setPermissions(WriteFile("secret.bin", "x"), QFileDevice::WriteOwner);
     const QString fifo = TestUtil::MakeFifo(PathOf("fifo"));
-    File file;
-    const Error e = TestUtil::RaisedWithoutBlocking(fifo, [&] {
-        file.OpenFile(name.startsWith('/') ? name : PathOf(name), File::BinaryMode, File::GenericRead, File::OpenExisting);
-    });
-    QCOMPARE(e.Number(), number);
-    QCOMPARE(e.Source(), QString("File::OpenFile()"));
-    QVERIFY(e.Description().startsWith("System Error: 0x" + QString::number(number, 16).toUpper() + "\n"));
-    QVERIFY(!file.IsOpen());
+    const std::pair<QString, qint32> rows[] = { { PathOf("missing.exam"), ENOENT }, { PathOf("sub"), EISDIR },
+        { PathOf("secret.bin"), ::geteuid() == 0 ? 0 : EACCES }, { fifo, EINVAL }, { "/dev/null", EINVAL } };
+    for (const auto& [name, number] : rows) {
+        File file;
+        const Error e = TestUtil::RaisedWithoutBlocking(
+            fifo, [&] { file.OpenFile(name, File::BinaryMode, File::GenericRead, File::OpenExisting); });
+        QCOMPARE(e.Number(), number); // root reads any file
+        if (number != 0) {
+            QCOMPARE(e.Source(), QString("File::OpenFile()"));
+            QVERIFY(e.Description().startsWith("System Error: 0x" + QString::number(number, 16).toUpper() + "\n"));
+            QVERIFY(!file.IsOpen());
+        }
+    }
 }
 
 void FileTest::misuseRaises()

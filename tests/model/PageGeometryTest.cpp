@@ -22,9 +22,7 @@ private Q_SLOTS:
     void layoutChoices_data();
     void layoutChoices();
     void scrollFor();
-    void rescaledScroll_data();
     void rescaledScroll();
-    void dragInfo_data();
     void dragInfo();
 };
 
@@ -109,47 +107,32 @@ void PageGeometryTest::scrollFor()
     QCOMPARE(PageGeometry::ScrollFor(5030, 5000, 12000), (Range { true, 0, 6970, 503, 5030 }));
 }
 
-void PageGeometryTest::rescaledScroll_data()
-{
-    // Text scaled from 100 % to `percent` in a frame 5030 outside, 5000 inside:
-    // the content's height scales with it.
-    QTest::addColumn<qint32>("percent");
-    QTest::addColumn<qint32>("oldHeight");
-    QTest::addColumn<qint32>("value");
-    QTest::addColumn<qint32>("rescaled");
-    QTest::newRow("300 %: the same share above the top") << 300 << 12000 << 3485 << 10455;
-    QTest::newRow("75 %: at the end stays at the end") << 75 << 12000 << 6970 << 3970;
-}
-
+// Text scaled from 100 % to 300 % and 75 % in the same frame: the content's
+// height scales with it, the same share stays above the top, the end stays
+// at the end.
 void PageGeometryTest::rescaledScroll()
 {
-    QFETCH(qint32, percent);
-    QFETCH(qint32, oldHeight);
-    QFETCH(qint32, value);
-    const qint32 newHeight = oldHeight * percent / 100;
-    QTEST(PageGeometry::RescaledScroll(value, oldHeight, newHeight, PageGeometry::ScrollFor(5030, 5000, newHeight)),
-        "rescaled");
+    const auto rescaled = [](qint32 value, qint32 percent) {
+        const qint32 newHeight = 12000 * percent / 100;
+        return PageGeometry::RescaledScroll(value, 12000, newHeight, PageGeometry::ScrollFor(5030, 5000, newHeight));
+    };
+    QCOMPARE(rescaled(3485, 300), 10455);
+    QCOMPARE(rescaled(6970, 75), 3970);
 }
 
-void PageGeometryTest::dragInfo_data()
-{
-    QTest::addColumn<Point>("panel");
-    QTest::addColumn<Point>("pointer");
-    QTest::addColumn<Point>("moved");
-    // Pressed at 100,100 in the panel; frame 10000 x 6000 inside, scroll bar
-    // 240, panel 4200 x 1680: bounds 10..5550 across, 10..4310 down.
-    QTest::newRow("onto the left and bottom bounds") << Point { 110, 4300 } << Point { 0, 110 } << Point { 10, 4310 };
-    QTest::newRow("past the left and bottom bounds") << Point { 110, 4300 } << Point { -1, 111 } << Point { 110, 4300 };
-    QTest::newRow("onto the right and top bounds") << Point { 5500, 20 } << Point { 150, 90 } << Point { 5550, 10 };
-    QTest::newRow("past the right and top bounds") << Point { 5500, 20 } << Point { 151, 89 } << Point { 5500, 20 };
-}
-
+// Pressed at 100,100 in the panel; frame 10000 x 6000 inside, scroll bar
+// 240, panel 4200 x 1680: bounds 10..5550 across, 10..4310 down. A move onto
+// a bound is taken, one past it is not.
 void PageGeometryTest::dragInfo()
 {
-    QFETCH(Point, panel);
-    QFETCH(Point, pointer);
     const PageGeometry::DragBounds bounds = PageGeometry::InfoDragBounds(10000, 6000, 240, 4200, 1680);
-    QTEST(PageGeometry::DragInfo(panel, pointer, Point { 100, 100 }, bounds), "moved");
+    const auto drag = [&bounds](Point panel, Point pointer) {
+        return PageGeometry::DragInfo(panel, pointer, Point { 100, 100 }, bounds);
+    };
+    QCOMPARE(drag({ 110, 4300 }, { 0, 110 }), (Point { 10, 4310 }));
+    QCOMPARE(drag({ 110, 4300 }, { -1, 111 }), (Point { 110, 4300 }));
+    QCOMPARE(drag({ 5500, 20 }, { 150, 90 }), (Point { 5550, 10 }));
+    QCOMPARE(drag({ 5500, 20 }, { 151, 89 }), (Point { 5500, 20 }));
 }
 
 QTEST_GUILESS_MAIN(PageGeometryTest)
