@@ -13,7 +13,6 @@ class CommonTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void formatText_data();
     void formatText();
     void smallHelpers();
     void errors();
@@ -21,23 +20,15 @@ private Q_SLOTS:
     void splitCommandLine();
 };
 
-void CommonTest::formatText_data()
-{
-    QTest::addColumn<QString>("tmpl");
-    QTest::addColumn<QVariantList>("values");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("numbers around a break, any case") << "{1}{CRLF}{2}{crlf}" << QVariantList { 7, qint16(50) } << "7\r\n50\r\n";
-    QTest::newRow("value holding the next placeholder") << "{1}" << QVariantList { "{2}", "x" } << "x";
-    QTest::newRow("later value is not re-expanded") << "{1}{2}" << QVariantList { "a", "{1}" } << "a{1}";
-    QTest::newRow("placeholder without value stays") << "{1} {3}" << QVariantList { "a", "b" } << "a {3}";
-    QTest::newRow("{10} is not {1}") << "{10}{1}" << QVariantList { "v" } << "{10}v";
-}
-
+// Placeholders are replaced once, left to right, by number; "{CRLF}" in any
+// case is a line break.
 void CommonTest::formatText()
 {
-    QFETCH(QString, tmpl);
-    QFETCH(QVariantList, values);
-    QTEST(FormatText(tmpl, values), "expected");
+    QCOMPARE(FormatText("{1}{CRLF}{2}{crlf}", { 7, qint16(50) }), QString("7\r\n50\r\n"));
+    QCOMPARE(FormatText("{1}", { "{2}", "x" }), QString("x")); // a value holding the next placeholder
+    QCOMPARE(FormatText("{1}{2}", { "a", "{1}" }), QString("a{1}")); // a later value is not expanded again
+    QCOMPARE(FormatText("{1} {3}", { "a", "b" }), QString("a {3}"));
+    QCOMPARE(FormatText("{10}{1}", { "v" }), QString("{10}v"));
 }
 
 void CommonTest::smallHelpers()

@@ -19,7 +19,6 @@ class PageGeometryTest : public QObject
 private Q_SLOTS:
     void layoutPage_data();
     void layoutPage();
-    void layoutChoices_data();
     void layoutChoices();
     void scrollFor();
     void rescaledScroll();
@@ -73,28 +72,20 @@ void PageGeometryTest::layoutPage()
     QCOMPARE(out.Buttons.Top, 11490); // on the window's bottom edge, 100 below the frame
 }
 
-void PageGeometryTest::layoutChoices_data()
-{
-    QTest::addColumn<QList<qint32>>("heights");
-    QTest::addColumn<QList<qint32>>("tops");
-    QTest::addColumn<qint32>("contentHeight");
-    // Question text at 180,180, 10000 wide, 500 high: bottom 680. The option
-    // texts are 10000 - (180 + 600) = 9220 wide, measured from the content's edge.
-    QTest::newRow("no rows: content as tall as the text") << QList<qint32> {} << QList<qint32> {} << 500;
-    QTest::newRow("rows 200 below the previous text")
-        << QList<qint32> { 300, 600, 300 } << QList<qint32> { 1180, 1680, 2480 } << 3780;
-}
-
+// Question text at 180,180, 10000 wide, 500 high: bottom 680. Rows start
+// 200 below the previous text; the option texts are 10000 - (180 + 600) =
+// 9220 wide, measured from the content's edge. Without rows the content is
+// as tall as the text.
 void PageGeometryTest::layoutChoices()
 {
-    QFETCH(QList<qint32>, heights);
-    QFETCH(QList<qint32>, tops);
-    const PageGeometry::Content content = PageGeometry::LayoutChoices(Box(180, 180, 10000, 500), 600, 330, heights);
+    const TwipsRect text = Box(180, 180, 10000, 500);
+    QCOMPARE(PageGeometry::LayoutChoices(text, 600, 330, {}).Height, 500);
+    const PageGeometry::Content content = PageGeometry::LayoutChoices(text, 600, 330, { 300, 600, 300 });
     QList<PageGeometry::Row> rows;
-    for (qsizetype i = 0; i < tops.size(); ++i)
-        rows.append({ Box(180, tops[i], 600, 330), Box(780, tops[i], 9220, heights[i]) });
+    for (const auto& [top, height] : { std::pair { 1180, 300 }, { 1680, 600 }, { 2480, 300 } })
+        rows.append({ Box(180, top, 600, 330), Box(780, top, 9220, height) });
     QCOMPARE(content.Rows, rows);
-    QTEST(content.Height, "contentHeight");
+    QCOMPARE(content.Height, 3780);
 }
 
 // A frame 5030 high outside, 5000 inside: Max is the overflow; content
