@@ -15,10 +15,24 @@ bool Choice::Deserialize(File& file)
 {
     file.ReadData(m_number);
     file.ReadData(m_isSolution);
-    // One scratch block serves every option: the program reads on one thread.
-    static QByteArray bytes;
-    if (CryptoAPI::ReadSecureBytes(file, bytes))
-        m_statement.SetAnsi(bytes);
-    CryptoAPI::TrimScratch(bytes);
+    // Read straight into the statement and deciphered there: no copy.
+    struct Target
+    {
+        CompactText* text;
+        char* data = nullptr;
+        qint64 count = 0;
+    } target { &m_statement };
+    const qint64 delivered = file.ReadCountedInto(
+        [](void* context, qint64 count) {
+            auto* t = static_cast<Target*>(context);
+            t->count = count;
+            return t->data = t->text->Prepare(count);
+        },
+        &target);
+    if (target.data) {
+        CryptoAPI::ApplyRecordCipher(target.data, delivered);
+        if (delivered < target.count)
+            m_statement.SetAnsi(QByteArrayView(target.data, delivered));
+    }
     return true;
 }

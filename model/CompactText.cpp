@@ -117,6 +117,19 @@ void CompactText::Set(QStringView text)
         Assign(QByteArrayView(reinterpret_cast<const char*>(text.utf16()), text.size() * 2), true);
 }
 
+char* CompactText::Prepare(qsizetype size)
+{
+    Release();
+    if (size <= InlineCapacity) {
+        m_inline[15] = char(quint8(size));
+        return m_inline.data();
+    }
+    m_heap.data = Allocate(size);
+    m_heap.size = quint32(size);
+    m_inline[15] = char(HeapBit);
+    return m_heap.data;
+}
+
 void CompactText::SetAnsi(QByteArrayView bytes)
 {
     Assign(bytes, false);

@@ -37,6 +37,9 @@ public:
     void Set(QStringView text);
     // Windows-1252 bytes as a file holds them.
     void SetAnsi(QByteArrayView bytes);
+    // Makes it a Windows-1252 text of `size` bytes, as yet unset, and returns
+    // them to be filled.
+    char* Prepare(qsizetype size);
     // The bytes an exam file holds for it (a character outside Windows-1252
     // as "?").
     QByteArray ToAnsi() const;

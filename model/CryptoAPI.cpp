@@ -204,6 +204,11 @@ void WriteSecureBytes(File& target, QByteArray bytes)
     target.WriteData(bytes, -1);
 }
 
+void ApplyRecordCipher(char* bytes, qsizetype count)
+{
+    RecordKeystream().Apply(bytes, count);
+}
+
 bool ReadSecureBytes(File& source, QByteArray& bytes)
 {
     if (source.ReadCountedBytes(bytes) <= 0)

@@ -45,6 +45,8 @@ void ReadSecureData(File& source, QString& value);
 // ReadSecureBytes reads into `bytes` (reusing their memory) and deciphers
 // them, returning false when the count is 0 or less (the text keeps its value).
 void WriteSecureBytes(File& target, QByteArray bytes);
+// Deciphers (or enciphers) record bytes in place.
+void ApplyRecordCipher(char* bytes, qsizetype count);
 bool ReadSecureBytes(File& source, QByteArray& bytes);
 // Lets go of a reused read buffer that one long text made large.
 inline void TrimScratch(QByteArray& bytes)

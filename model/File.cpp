@@ -698,6 +698,20 @@ qint64 File::ReadCountedBytes(QByteArray& bytes)
     }
 }
 
+qint64 File::ReadCountedInto(char* (*target)(void*, qint64), void* context)
+{
+    try {
+        qint32 count = 0;
+        ReadScalar(count);
+        if (count > Remaining())
+            m_shortRead = true;
+        const qint64 toRead = qMax<qint64>(0, qMin<qint64>(count, Remaining()));
+        return toRead > 0 ? ReadBytes(target(context, toRead), toRead) : 0;
+    } catch (...) {
+        Error::Rethrow(SrcRead);
+    }
+}
+
 void File::CopyTo(File& target)
 {
     try {

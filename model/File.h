@@ -128,6 +128,10 @@ public:
     // `bytes`, reusing its memory. Returns the bytes read; 0 and `bytes`
     // emptied when the count is 0 or negative.
     qint64 ReadCountedBytes(QByteArray& bytes);
+    // The same into the memory `target(context, n)` gives for the n bytes
+    // that will be read (n > 0; not called when there are none), so a caller
+    // that keeps the bytes needs no copy of them.
+    qint64 ReadCountedInto(char* (*target)(void* context, qint64 count), void* context);
 
     // Copies from the current position to the end in blocks of up to 4096
     // bytes, letting pending events run after each block.
